@@ -1,0 +1,41 @@
+#include "cli/CliMain.h"
+
+#include "frame/ProductInfo.h"
+
+#include <iostream>
+
+namespace bx::cli {
+
+namespace {
+void PrintUsage(std::ostream& out) {
+    out << "usage: tessarine-cli [--version] [--help] <command> [arguments]\n"
+           "\n"
+           "commands:\n"
+           "  demo        describe the product and what this build can do\n";
+}
+} // namespace
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    if (args.empty() || args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+        PrintUsage(out);
+        return args.empty() ? 2 : 0;
+    }
+    if (args[0] == "--version") {
+        out << VersionLine() << "\n";
+        return 0;
+    }
+    if (args[0] == "demo") {
+        out << VersionLine() << "\n\n" << SelfDescription();
+        return 0;
+    }
+    err << "tessarine-cli: unknown command \"" << args[0] << "\"\n";
+    PrintUsage(err);
+    return 2;
+}
+
+int Main(int argc, char** argv) {
+    std::vector<std::string> args(argv + 1, argv + argc);
+    return Run(args, std::cout, std::cerr);
+}
+
+} // namespace bx::cli

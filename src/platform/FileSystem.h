@@ -1,0 +1,45 @@
+#pragma once
+// The file-system service. Every path argument and result is in the system's backslash form;
+// the conversion to the operating system's form happens inside. No function here throws for
+// a missing file: results say what happened.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace bx::platform {
+
+bool FileExists(const std::string& path);
+bool FolderExists(const std::string& path);
+// Copies a file; returns false when the source can't be read or the target can't be written.
+bool CopyFile(const std::string& from, const std::string& to, bool overwrite);
+bool DeleteFile(const std::string& path);
+// Deletes the files matching a pattern whose last component may hold "*" and "?".
+// Returns the number of files deleted.
+int DeleteFiles(const std::string& pattern);
+// Last-modified time as a 64-bit count that grows with time (100 ns units), if readable.
+std::optional<uint64_t> LastWriteTime(const std::string& path);
+std::optional<uint64_t> FileSize(const std::string& path);
+// Creates one folder (its parent must exist). False when it exists already or can't be made.
+bool CreateFolder(const std::string& path);
+// The process's current directory, backslash form, without a final "\".
+std::string CurrentDirectory();
+// Sets the current directory; false when the folder does not exist.
+bool SetCurrentDirectory(const std::string& path);
+// The names (not paths) of the entries of a folder, sorted.
+std::vector<std::string> ListFolder(const std::string& path);
+
+// Whole-file reads and writes. WriteFileAtomic writes a temporary file in the same folder and
+// renames it over the target, so a crash never leaves half a file.
+std::optional<std::string> ReadFile(const std::string& path);
+bool WriteFileAtomic(const std::string& path, const std::string& content);
+// Appends text to a file, creating it when missing (open, write, close).
+bool AppendToFile(const std::string& path, const std::string& text);
+
+// The system's temporary folder, backslash form, without a final "\".
+std::string TempFolder();
+// Asks the OS for a high scheduling priority; returns false when refused.
+bool SetHighPriority();
+
+} // namespace bx::platform
