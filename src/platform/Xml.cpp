@@ -50,9 +50,10 @@ bool StepMatches(const pugi::xml_node& node, const std::string& step) {
 }
 
 // Walks a slash path of element names from start. A step is an element name, "*" (any
-// element) or "." (the node itself). Results come in document order: each level visits the
-// previous level's nodes in order, and their children are disjoint, ordered ranges. When
-// firstOnly is set the walk stops at the first complete match.
+// element) or "." (the node itself); anything else, XPath syntax included, is taken as a name
+// and simply matches nothing. The walk goes depth-first through the children in order, so
+// the results come in document order and the first match is found without building every
+// level. When firstOnly is set the walk stops at that first match.
 std::vector<pugi::xml_node> Walk(const pugi::xml_node& start, const std::string& path,
                                  bool firstOnly) {
     std::vector<pugi::xml_node> result;
@@ -62,7 +63,6 @@ std::vector<pugi::xml_node> Walk(const pugi::xml_node& start, const std::string&
     if (steps.empty())
         return result;
 
-    // Depth-first so that the first match is found without building every level.
     struct Walker {
         const std::vector<std::string>& steps;
         bool firstOnly;
