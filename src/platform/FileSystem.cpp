@@ -27,6 +27,14 @@ fs::path ParentOf(const fs::path& path) {
     fs::path parent = path.parent_path();
     return parent.empty() ? fs::path(".") : parent;
 }
+
+// A file without its owner's write permission counts as read-only, the counterpart of the
+// read-only attribute. Deleting never overrides it: unlink would remove such a file (the
+// folder's permission is what counts), so the check is made here, for the superuser too.
+bool IsReadOnly(const fs::path& path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 && (info.st_mode & S_IWUSR) == 0;
+}
 } // namespace
 
 bool FileExists(const std::string& path) {
@@ -48,7 +56,7 @@ bool CopyFile(const std::string& from, const std::string& to, bool overwrite) {
 bool DeleteFile(const std::string& path) {
     std::error_code ec;
     fs::path native = Native(path);
-    return fs::is_regular_file(native, ec) && fs::remove(native, ec);
+    return fs::is_regular_file(native, ec) && !IsReadOnly(native) && fs::remove(native, ec);
 }
 
 int DeleteFiles(const std::string& pattern) {
@@ -61,7 +69,7 @@ int DeleteFiles(const std::string& pattern) {
             continue;
         std::string name = entry.path().filename().string();
         if (::fnmatch(namePattern.c_str(), name.c_str(), FNM_PERIOD) == 0 &&
-            fs::remove(entry.path(), ec))
+            !IsReadOnly(entry.path()) && fs::remove(entry.path(), ec))
             ++deleted;
     }
     return deleted;
@@ -115,6 +123,10 @@ std::vector<std::string> ListFolder(const std::string& path) {
 }
 
 std::optional<std::string> ReadFile(const std::string& path) {
+    // A folder opens as a stream on Linux and reads as empty; it is not a file.
+    std::error_code ec;
+    if (!fs::is_regular_file(Native(path), ec))
+        return std::nullopt;
     std::ifstream in(Native(path), std::ios::binary);
     if (!in)
         return std::nullopt;

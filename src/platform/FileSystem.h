@@ -14,9 +14,12 @@ bool FileExists(const std::string& path);
 bool FolderExists(const std::string& path);
 // Copies a file; returns false when the source can't be read or the target can't be written.
 bool CopyFile(const std::string& from, const std::string& to, bool overwrite);
+// Deleting never overrides a read-only file (one without its owner's write permission): such
+// a file stays, and DeleteFile returns false for it.
 bool DeleteFile(const std::string& path);
-// Deletes the files matching a pattern whose last component may hold "*" and "?".
-// Returns the number of files deleted.
+// Deletes the files matching a pattern whose last component may hold "*" and "?". Folders and
+// read-only files are left alone, and a wildcard never matches the leading "." of a hidden
+// name (the temporary files of a save among them). Returns the number of files deleted.
 int DeleteFiles(const std::string& pattern);
 // Last-modified time as a 64-bit count that grows with time (100 ns units), if readable.
 std::optional<uint64_t> LastWriteTime(const std::string& path);
@@ -31,7 +34,8 @@ bool SetCurrentDirectory(const std::string& path);
 std::vector<std::string> ListFolder(const std::string& path);
 
 // Whole-file reads and writes. WriteFileAtomic writes a temporary file in the same folder and
-// renames it over the target, so a crash never leaves half a file.
+// renames it over the target, so a crash never leaves half a file. ReadFile gives nothing for
+// a missing file or a folder.
 std::optional<std::string> ReadFile(const std::string& path);
 bool WriteFileAtomic(const std::string& path, const std::string& content);
 // Appends text to a file, creating it when missing (open, write, close).
