@@ -81,7 +81,6 @@ struct WindowRect {
 };
 // The four values, in twips, that the frame moves a child window to.
 WindowRect PlaceWindowByDesktop(const WindowLayoutText& record, int32_t clientWidth,
-                                int32_t clientHeight, double twipsPerPixelX,
-                                double twipsPerPixelY);
+                                int32_t clientHeight, double twipsPerPixelX, double twipsPerPixelY);
 
 } // namespace bx

@@ -32,4 +32,10 @@ inline constexpr int32_t kFileAccess = 75;
 inline constexpr int32_t kPathNotFound = 76;
 } // namespace errors
 
+// The error of a keyed collection that already holds an item under the key.
+inline BxError DuplicateKeyError(const std::string& source) {
+    return BxError(errors::kDuplicateKey, source,
+                   "This key is already associated with an element of this collection");
+}
+
 } // namespace bx

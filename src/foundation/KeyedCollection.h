@@ -26,7 +26,9 @@ public:
 
     // Inserts item under key at the end. Returns false, and changes nothing, when the key is
     // already taken.
-    bool TryAdd(const std::string& key, Ptr item) { return TryInsertAt(entries_.size(), key, item); }
+    bool TryAdd(const std::string& key, Ptr item) {
+        return TryInsertAt(entries_.size(), key, item);
+    }
 
     // Inserts item under key before position index (index == Count() appends). Returns false
     // when the key is already taken.
@@ -44,8 +46,7 @@ public:
     // Like TryAdd, but a taken key is the collection's duplicate-key error.
     const Ptr& Add(const std::string& key, Ptr item) {
         if (!TryAdd(key, std::move(item)))
-            throw BxError(errors::kDuplicateKey, "Collection",
-                          "This key is already associated with an element of this collection");
+            throw DuplicateKeyError("Collection");
         return entries_.back().item;
     }
 

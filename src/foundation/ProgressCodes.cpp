@@ -31,7 +31,9 @@ constexpr std::array<ProgressCode, 21> kTable{{
 }};
 } // namespace
 
-std::span<const ProgressCode> ProgressCodeTable() { return kTable; }
+std::span<const ProgressCode> ProgressCodeTable() {
+    return kTable;
+}
 
 std::optional<ProgressCode> FindProgressCode(int32_t code) {
     for (const ProgressCode& record : kTable)

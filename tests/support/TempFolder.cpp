@@ -36,9 +36,13 @@ TempFolder::~TempFolder() {
     std::filesystem::remove_all(native_, ec);
 }
 
-std::string TempFolder::Path() const { return platform::FromNativePath(native_.string()); }
+std::string TempFolder::Path() const {
+    return platform::FromNativePath(native_.string());
+}
 
-std::string TempFolder::Sub(const std::string& relative) const { return Path() + "\\" + relative; }
+std::string TempFolder::Sub(const std::string& relative) const {
+    return Path() + "\\" + relative;
+}
 
 std::string TempFolder::WriteFile(const std::string& relative, const std::string& content) const {
     std::filesystem::path file = native_ / platform::ToNativePath(relative);

@@ -26,8 +26,7 @@ public:
         answers_.push_back(answer);
         return *this;
     }
-    int ask(const std::string& title, const std::string& text, Buttons buttons,
-            Icon icon) override;
+    int ask(const std::string& title, const std::string& text, Buttons buttons, Icon icon) override;
 
     const std::vector<RecordedBox>& Boxes() const { return boxes_; }
     int UnscriptedBoxes() const { return unscripted_; }

@@ -1,0 +1,122 @@
+#include "appliance/Appliance.h"
+
+#include "foundation/Common.h"
+#include "foundation/Error.h"
+#include "platform/FileSystem.h"
+#include "platform/ProgramFolder.h"
+#include "platform/Xml.h"
+
+namespace bx {
+
+namespace {
+template <class T>
+T& CreatedOnFirstUse(std::unique_ptr<T>& collection) {
+    if (!collection)
+        collection = std::make_unique<T>();
+    return *collection;
+}
+
+// Changes back to the directory that was current at construction, also when saving failed.
+class DirectoryRestorer {
+public:
+    DirectoryRestorer() : previous_(platform::CurrentDirectory()) {}
+    ~DirectoryRestorer() { platform::SetCurrentDirectory(previous_); }
+    DirectoryRestorer(const DirectoryRestorer&) = delete;
+    DirectoryRestorer& operator=(const DirectoryRestorer&) = delete;
+
+private:
+    std::string previous_;
+};
+} // namespace
+
+Appliance::Appliance() : toolsPath_(platform::ProgramFolder() + "\\") {}
+
+bool Appliance::OptionAt(int index) const {
+    const bool options[] = {Option1, Option2, Option3, Option4, Option5, Option6, Option7, Option8};
+    return index >= 1 && index <= 8 && options[index - 1];
+}
+
+void Appliance::SetOptionAt(int index, bool value) {
+    bool* options[] = {&Option1, &Option2, &Option3, &Option4,
+                       &Option5, &Option6, &Option7, &Option8};
+    if (index >= 1 && index <= 8)
+        *options[index - 1] = value;
+}
+
+Peripherals& Appliance::Peripherals() {
+    return CreatedOnFirstUse(peripherals_);
+}
+Views& Appliance::Views() {
+    return CreatedOnFirstUse(views_);
+}
+Desktops& Appliance::Desktops() {
+    return CreatedOnFirstUse(desktops_);
+}
+LoadImages& Appliance::LoadImages() {
+    return CreatedOnFirstUse(loadImages_);
+}
+BuildTargets& Appliance::BuildTargets() {
+    return CreatedOnFirstUse(buildTargets_);
+}
+ObjMaps& Appliance::ObjMaps() {
+    return CreatedOnFirstUse(objMaps_);
+}
+BuildAssociations& Appliance::BuildAssociations() {
+    return CreatedOnFirstUse(buildAssociations_);
+}
+Watches& Appliance::Watches() {
+    return CreatedOnFirstUse(watches_);
+}
+Breakpoints& Appliance::Breakpoints() {
+    return CreatedOnFirstUse(breakpoints_);
+}
+
+std::shared_ptr<BuildTarget> Appliance::RunTarget() {
+    if (!runTarget_)
+        runTarget_ = std::make_shared<BuildTarget>();
+    return runTarget_;
+}
+
+void Appliance::Save(bool Force) {
+    if (Force || dirty_) {
+        platform::XmlDocument document;
+        WriteDocument(document);
+        DirectoryRestorer restorer;
+        ChangeDirAndDrive(Folder);
+        const std::string fileName = Title + ".apl";
+        if (!document.SaveFile(fileName))
+            throw BxError(errors::kFileAccess, "Appliance",
+                          "Cannot write the appliance file \"" + Folder + fileName + "\"");
+    }
+    dirty_ = false;
+}
+
+void Appliance::WriteDocument(platform::XmlDocument& document) {
+    platform::XmlNode root = document.AppendElement("Appliance");
+    root.SetAttribute("Title", Title);
+    root.SetAttribute("Version", kFileVersion);
+}
+
+std::string Appliance::DefaultBuildCommand(const std::string& FileName) {
+    const auto dot = FileName.find('.');
+    const std::string extension = dot == std::string::npos ? FileName : FileName.substr(dot + 1);
+    auto association = BuildAssociations().Item(extension);
+    return association ? association->With : std::string();
+}
+
+std::string Appliance::DefaultOutputPath(const std::string& FileName) {
+    const auto slash = FileName.rfind('\\');
+    const std::size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
+    const auto dot = FileName.find('.', nameStart);
+    // Without a dot in the name the whole text is looked up, which finds nothing in practice.
+    const std::string extension = dot == std::string::npos ? FileName : FileName.substr(dot + 1);
+    auto association = BuildAssociations().Item(extension);
+    if (!association || association->To.empty() || dot == std::string::npos)
+        return {};
+    const std::string& runOutput = RunTarget()->OutputPath;
+    if (association->To != GetExtension(runOutput))
+        return FileName.substr(nameStart, dot - nameStart + 1) + association->To;
+    return runOutput;
+}
+
+} // namespace bx

@@ -1,0 +1,128 @@
+#pragma once
+// Appliance: the model of one simulated product — the MCU body and its clock and options, the
+// memory layout, the peripherals and their wiring, the design views, the saved window layouts,
+// the build rules, the load map, and the watches and breakpoints. One instance is live at a
+// time; opening or creating always makes a new one. UI thread only.
+
+#include "appliance/LoadMap.h"
+#include "appliance/Peripherals.h"
+#include "build/BuildRules.h"
+#include "debug/Breakpoints.h"
+#include "foundation/Signal.h"
+#include "inspectors/Watch.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace bx::platform {
+class XmlDocument;
+}
+
+namespace bx {
+
+class Appliance {
+public:
+    // The version every file is written with, whatever version it was read from.
+    static constexpr const char* kFileVersion = "v 00.01.009";
+    static constexpr int32_t kDefaultBankStart = 16384;
+    static constexpr int32_t kDefaultBankSize = 16384;
+    static constexpr int32_t kDefaultBankCount = 14;
+
+    // The tools folder is the program's folder at the moment of creation.
+    Appliance();
+    Appliance(const Appliance&) = delete;
+    Appliance& operator=(const Appliance&) = delete;
+
+    std::string Title;
+    std::string Version;
+    std::string Model;
+    std::string Family;
+    std::string OPClock;
+    int16_t IceEmuNumber = 0;
+    std::string TemplateDir;
+    std::string ClockParam;
+    std::string ModelParam;
+    bool WizardYesFlag = false;
+    bool WDT = false;
+    bool Oscillator = false;
+    bool Option1 = false, Option2 = false, Option3 = false, Option4 = false;
+    bool Option5 = false, Option6 = false, Option7 = false, Option8 = false;
+    int32_t ProgramStart = 0;
+    int16_t OptionsDef = 0;
+    int32_t BankStart = kDefaultBankStart;
+    int32_t BankSize = kDefaultBankSize;
+    int32_t BankCount = kDefaultBankCount;
+    int32_t BootVect = 0;
+    bool ExtEditorInUse = false;
+    std::string ExtEditor;
+    bool ExtBuilderInUse = false;
+    std::string ExtBuilder;
+    bool ExtDebuggerInUse = false;
+    std::string ExtDebugger;
+    std::string Folder; // the appliance's directory, with its final "\"
+    int32_t NextBank = 0;
+    int32_t NextAddress = 0;
+    int32_t RateMultiplier = 0;
+    int32_t RateDivider = 0;
+    int32_t Reserved = 0;
+
+    // Option i (1 to 8) by position; outside that range reads give false and writes do nothing.
+    bool OptionAt(int index) const;
+    void SetOptionAt(int index, bool value);
+
+    // The collections, each created empty at its first use.
+    bx::Peripherals& Peripherals();
+    bx::Views& Views();
+    bx::Desktops& Desktops();
+    bx::LoadImages& LoadImages();
+    bx::BuildTargets& BuildTargets();
+    std::shared_ptr<BuildTarget> RunTarget();
+    bx::ObjMaps& ObjMaps();
+    bx::BuildAssociations& BuildAssociations();
+    bx::Watches& Watches();
+    bx::Breakpoints& Breakpoints();
+
+    // Events, raised synchronously on the UI thread.
+    Signal<const std::string&> BuildMessage; // a line of build output
+    Signal<int> StateChange;                 // a progress code of a load
+
+    bool IsDirty() const { return dirty_; }
+    void Touch() { dirty_ = true; }
+
+    // Writes Folder + Title + ".apl" when Force is set or the model is dirty, then clears the
+    // dirty mark. The file is saved under its relative name after a change of directory to
+    // Folder; the previous current directory is restored afterwards. Throws BxError when the
+    // folder does not exist or the file cannot be written (the mark then stays set).
+    void Save(bool Force);
+
+    // The command of the association of the text behind the first "." of the whole name;
+    // empty for an unknown extension.
+    std::string DefaultBuildCommand(const std::string& FileName);
+    // Where a source's product goes: the file's own name with the association's product
+    // extension, or the run target's output when the product is what the final step makes.
+    std::string DefaultOutputPath(const std::string& FileName);
+
+    // The program folder with a final "\": replaces "%tools%\" in build commands.
+    const std::string& ToolsPath() const { return toolsPath_; }
+
+private:
+    // Fills a fresh document with the appliance's elements.
+    void WriteDocument(platform::XmlDocument& document);
+
+    std::unique_ptr<bx::Peripherals> peripherals_;
+    std::unique_ptr<bx::Views> views_;
+    std::unique_ptr<bx::Desktops> desktops_;
+    std::unique_ptr<bx::LoadImages> loadImages_;
+    std::unique_ptr<bx::BuildTargets> buildTargets_;
+    std::shared_ptr<BuildTarget> runTarget_;
+    std::unique_ptr<bx::ObjMaps> objMaps_;
+    std::unique_ptr<bx::BuildAssociations> buildAssociations_;
+    std::unique_ptr<bx::Watches> watches_;
+    std::unique_ptr<bx::Breakpoints> breakpoints_;
+
+    std::string toolsPath_;
+    bool dirty_ = false;
+};
+
+} // namespace bx

@@ -1,0 +1,107 @@
+#pragma once
+// What the appliance knows of its devices: the peripherals and their parameters, how their
+// pin sets are wired to the MCU's ports, what each design view shows, and the saved window
+// layouts (desktops).
+
+#include "foundation/KeyedCollection.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace bx {
+
+struct Parameter {
+    std::string Name;
+    std::string Value;
+};
+
+class Parameters : public KeyedCollection<Parameter> {
+public:
+    std::shared_ptr<Parameter> Add(const std::string& name);
+};
+
+struct Peripheral;
+
+struct Wire {
+    std::shared_ptr<bx::Peripheral> Peripheral; // the owning peripheral, shared, not owned
+    std::string Pinset;
+    int32_t PinsetMask = 0;
+    std::string Port;
+    int32_t PortMask = 0;
+    bool IsConnected = false;
+    int16_t Type = 0;      // 1 analog, 0 digital
+    int16_t Direction = 0; // 0 inbound (device to MCU), 1 outbound
+};
+
+class Wires : public KeyedCollection<Wire> {
+public:
+    // The peripheral's Name "-" Pinset "-" Hex8(PinsetMask).
+    static std::string KeyOf(const std::string& peripheralName, const std::string& pinset,
+                             int32_t pinsetMask);
+    // A digital wire with these values; a taken key leaves the collection as it was and
+    // gives nullptr.
+    std::shared_ptr<Wire> Add(const std::shared_ptr<bx::Peripheral>& peripheral,
+                              const std::string& pinset, int32_t pinsetMask);
+};
+
+struct Peripheral {
+    std::string Name;
+    std::string Type; // "Speaker", "SimpleUI", "Keypad"
+    bx::Wires Wires;
+    bx::Parameters Parameters;
+};
+
+class Peripherals : public KeyedCollection<Peripheral> {
+public:
+    std::shared_ptr<Peripheral> Add(const std::string& name);
+};
+
+struct DisplaySpec {
+    std::shared_ptr<bx::Peripheral> Peripheral; // the peripheral it shows
+    bx::Parameters Parameters;
+};
+
+class DisplaySpecs : public KeyedCollection<DisplaySpec> {
+public:
+    // Keyed by the peripheral's Name.
+    std::shared_ptr<DisplaySpec> Add(const std::shared_ptr<bx::Peripheral>& peripheral);
+};
+
+struct View {
+    std::string Name;
+    bx::DisplaySpecs DisplaySpecs;
+};
+
+class Views : public KeyedCollection<View> {
+public:
+    std::shared_ptr<View> Add(const std::string& name);
+};
+
+struct Window {
+    std::string Name;
+    // Each pixels ("120") or a share of the frame's client area ("1/2").
+    std::string Left, Top, Width, Height;
+    std::string Parameters;
+};
+
+class Windows : public KeyedCollection<Window> {
+public:
+    std::shared_ptr<Window> Add(const std::string& name, const std::string& left,
+                                const std::string& top, const std::string& width,
+                                const std::string& height, const std::string& parameters);
+};
+
+struct Desktop {
+    std::string Name;
+    float Width = 0;
+    float Height = 0;
+    bx::Windows Windows;
+};
+
+class Desktops : public KeyedCollection<Desktop> {
+public:
+    std::shared_ptr<Desktop> Add(const std::string& name, float width, float height);
+};
+
+} // namespace bx
