@@ -21,6 +21,26 @@ class XmlDocument;
 
 namespace bx {
 
+class GlobalSettings;
+class Prompter;
+
+// What the file writer asks of the main frame: its outer size and the live child windows of
+// the current desktop. Hosts without a frame (the command line, tests) leave it unset, and the
+// writer then keeps the stored sizes.
+class FrameGeometry {
+public:
+    virtual ~FrameGeometry() = default;
+    struct Rect {
+        float Left = 0, Top = 0, Width = 0, Height = 0;
+    };
+    // The frame's outer width and height in pixels.
+    virtual Rect FrameSize() const = 0;
+    // The name of the desktop the frame shows now.
+    virtual std::string CurrentDesktop() const = 0;
+    // The position and size in pixels of the live child window of that name, if there is one.
+    virtual bool ChildWindow(const std::string& name, Rect& rect) const = 0;
+};
+
 class Appliance {
 public:
     // The version every file is written with, whatever version it was read from.
@@ -106,9 +126,44 @@ public:
     // The program folder with a final "\": replaces "%tools%\" in build commands.
     const std::string& ToolsPath() const { return toolsPath_; }
 
+    // ---- The file (ApplianceFile.cpp) ----------------------------------------------------
+
+    // The global settings whose body table names the option attributes of the file. The
+    // owner (frame, command line) sets it; the appliance does not own it.
+    const GlobalSettings* Settings = nullptr;
+    // The frame whose geometry the writer records; null without a frame.
+    const FrameGeometry* Frame = nullptr;
+
+    // Reads the file; false when it can't be read or parsed (the model is then unchanged).
+    bool Load(const std::string& Path);
+    // Reads a document from text and marks the model dirty; false when the version is refused.
+    bool LoadXml(const std::string& Xml);
+
+    // ---- Build rules (build/ApplianceBuildRules.cpp) --------------------------------------
+
+    // Adds output (made by command) with source as one of its inputs to the build graph.
+    // Throws BxError 0x80040001 when output exists with another, non-empty command.
+    std::shared_ptr<BuildTarget> AddBuildStep(const std::string& Output, const std::string& Command,
+                                              const std::string& Source);
+    // Removes a step, and upward every product that loses its last source.
+    void RemoveBuildStep(const std::string& Output);
+    // The target's command with its placeholders replaced.
+    std::string ExpandMake(const BuildTarget& target, bool useForwardSlashes);
+    // A quoted, blank-terminated name for every target without sources.
+    std::string QuoteLeafFiles();
+
+    // ---- Load map (appliance/LoadMap.cpp) -------------------------------------------------
+
+    // Places an image and moves the placement cursor on by its size.
+    void LabelLoadAddr(const std::string& Name, int32_t Offset, int32_t Bank, int32_t Start,
+                       int32_t Size);
+    void RemoveLoadItem(const std::string& Name, int32_t Start, int32_t Bank);
+
 private:
     // Fills a fresh document with the appliance's elements.
     void WriteDocument(platform::XmlDocument& document);
+    // Reads a parsed document into the model; false when the version is refused.
+    bool ReadDocument(const platform::XmlDocument& document);
 
     std::unique_ptr<bx::Peripherals> peripherals_;
     std::unique_ptr<bx::Views> views_;
