@@ -451,9 +451,6 @@ private:
             r.PC = static_cast<uint16_t>(lo | (hi << 8));
         }
 
-        // Undefined opcodes: NOPs that still run their bus cycles.
-        BX_SIM_INLINE void NopFetchOperand() { DummyRead(r.PC++); }
-
         void Execute();
     };
 
@@ -1055,7 +1052,7 @@ BX_SIM_INLINE void Cpu65C02<Bus>::Core::Execute() {
     case 0x82:
     case 0xC2:
     case 0xE2:
-        NopFetchOperand();
+        Fetch(); // the operand byte, fetched like an immediate and ignored
         break;
     case 0x44: {
         uint8_t zp = Fetch();
