@@ -55,6 +55,7 @@
 // a write); the core rereads them between instructions. Registers() reflects the state between
 // Step/Run calls, not during one.
 
+#include <algorithm>
 #include <cstdint>
 
 namespace bx::sim {
@@ -141,14 +142,12 @@ public:
     // Executes one instruction, or one interrupt entry, or passes one idle cycle while Waiting
     // or Stopped. Returns the cycles spent.
     int Step() {
-        Core c{*this};
         if (attention_ != 0) {
             int spent = 0;
-            if (HandleAttention(c, spent)) {
-                c.Commit();
+            if (HandleAttention(spent))
                 return spent;
-            }
         }
+        Core c{*this};
         c.Execute();
         ++instructions_;
         c.Commit();
@@ -159,39 +158,38 @@ public:
     // overshoot) or RequestStop() was called. While Waiting or Stopped the rest of the budget
     // passes idle. Returns the cycles spent.
     uint64_t Run(uint64_t cycleBudget) {
-        Core c{*this};
         uint64_t spent = 0;
-        uint64_t instructions = 0;
         while (spent < cycleBudget) {
-            if (attention_ != 0) {
+            if (attention_ != 0 && !OnlyMaskedIrq()) {
                 if (stopRequested_)
                     break;
                 if (state_ != CpuState::Running && !nmiPending_ && !irqLine_) {
                     // Nothing can wake the CPU within this call: let the budget pass idle.
-                    c.cyc += static_cast<unsigned>(cycleBudget - spent);
+                    cycles_ += cycleBudget - spent;
                     spent = cycleBudget;
                     break;
                 }
                 int entry = 0;
-                if (HandleAttention(c, entry)) {
+                if (HandleAttention(entry)) {
                     spent += static_cast<unsigned>(entry);
                     continue;
                 }
             }
-            unsigned before = c.cyc;
-            c.Execute();
-            ++instructions;
-            spent += c.cyc - before;
-            if (c.cyc > 0x40000000u) {
-                // Fold the 32-bit cycle counter into the 64-bit total now and then.
-                cycles_ += c.cyc;
-                c.cyc = 0;
-            }
+            // The fast path: registers in a local Core that nothing outside this loop can see,
+            // one check of the interrupt and stop inputs per instruction.
+            const uint64_t slice = std::min<uint64_t>(cycleBudget - spent, 1u << 30);
+            Core c{*this};
+            uint64_t executed = 0;
+            do {
+                c.Execute();
+                ++executed;
+            } while (c.cyc < slice && (attention_ == 0 || OnlyMaskedIrq(c.r.P)));
+            c.Commit();
+            instructions_ += executed;
+            spent += c.cyc;
         }
         stopRequested_ = false;
         UpdateAttention();
-        instructions_ += instructions;
-        c.Commit();
         return spent;
     }
 
@@ -454,23 +452,32 @@ private:
         void Execute();
     };
 
+    // True when the only input needing attention is an IRQ that I masks: the fast path may go
+    // on, rechecking I after every instruction.
+    bool OnlyMaskedIrq(uint8_t p) const { return attention_ == kAttentionIrq && (p & kFlagI); }
+    bool OnlyMaskedIrq() const { return OnlyMaskedIrq(regs_.P); }
+
+    static constexpr uint8_t kAttentionNmi = 1, kAttentionIrq = 2, kAttentionStop = 4,
+                             kAttentionState = 8;
     void UpdateAttention() {
-        attention_ =
-            static_cast<uint8_t>((nmiPending_ ? 1 : 0) | (irqLine_ ? 2 : 0) |
-                                 (stopRequested_ ? 4 : 0) | (state_ != CpuState::Running ? 8 : 0));
+        attention_ = static_cast<uint8_t>((nmiPending_ ? kAttentionNmi : 0) |
+                                          (irqLine_ ? kAttentionIrq : 0) |
+                                          (stopRequested_ ? kAttentionStop : 0) |
+                                          (state_ != CpuState::Running ? kAttentionState : 0));
     }
 
-    // The slow path between instructions. Returns true when it consumed the step (an
-    // interrupt entry or an idle cycle); spent receives its cycles. False: execute normally.
-    bool HandleAttention(Core& c, int& spent) {
+    // The slow path between instructions, on the committed registers. Returns true when it
+    // consumed the step (an interrupt entry or an idle cycle); spent receives its cycles.
+    // False: the next instruction runs normally.
+    bool HandleAttention(int& spent) {
         if (state_ == CpuState::Stopped) {
-            ++c.cyc;
+            ++cycles_;
             spent = 1;
             return true;
         }
         if (state_ == CpuState::Waiting) {
             if (!nmiPending_ && !irqLine_) {
-                ++c.cyc;
+                ++cycles_;
                 spent = 1;
                 return true;
             }
@@ -478,24 +485,20 @@ private:
             state_ = CpuState::Running;
             UpdateAttention();
         }
-        const unsigned before = c.cyc;
-        if (nmiPending_) {
+        const bool nmi = nmiPending_;
+        if (!nmi && !(irqLine_ && !(regs_.P & kFlagI)))
+            return false;
+        if (nmi) {
             nmiPending_ = false;
             UpdateAttention();
-            c.DummyRead(c.r.PC);
-            c.DummyRead(c.r.PC);
-            c.Interrupt(kNmiVector, false);
-            spent = static_cast<int>(c.cyc - before);
-            return true;
         }
-        if (irqLine_ && !(c.r.P & kFlagI)) {
-            c.DummyRead(c.r.PC);
-            c.DummyRead(c.r.PC);
-            c.Interrupt(kIrqVector, false);
-            spent = static_cast<int>(c.cyc - before);
-            return true;
-        }
-        return false;
+        Core c{*this};
+        c.DummyRead(c.r.PC);
+        c.DummyRead(c.r.PC);
+        c.Interrupt(nmi ? kNmiVector : kIrqVector, false);
+        c.Commit();
+        spent = static_cast<int>(c.cyc);
+        return true;
     }
 
     Bus& bus_;
