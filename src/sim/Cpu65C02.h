@@ -114,7 +114,8 @@ public:
         UpdateAttention();
     }
     // Makes a running Run() return after the current instruction (for breakpoints that a Bus
-    // detects during an access). Cleared when Run returns.
+    // detects during an access). Used up by the next Run, or by a Step that executes an
+    // instruction.
     void RequestStop() {
         stopRequested_ = true;
         UpdateAttention();
@@ -151,6 +152,11 @@ public:
         c.Execute();
         ++instructions_;
         c.Commit();
+        if (stopRequested_) {
+            // A stop requested during this instruction is served by its end.
+            stopRequested_ = false;
+            UpdateAttention();
+        }
         return static_cast<int>(c.cyc);
     }
 

@@ -189,6 +189,9 @@ TEST(CpuRun, SpendsAtLeastItsBudgetInWholeInstructionsAndHonoursRequestStop) {
     m.Cpu.RequestStop();
     EXPECT_EQ(m.Cpu.Run(1000), 0u);
     EXPECT_EQ(m.Cpu.Run(3), 3u) << "the request is used up";
+    m.Cpu.RequestStop();
+    m.Cpu.Step();
+    EXPECT_GT(m.Cpu.Run(3), 0u) << "a Step serves a stop request too";
 }
 
 TEST(CpuRun, TakesInterruptsBetweenInstructions) {

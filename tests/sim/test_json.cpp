@@ -1,8 +1,10 @@
 // The small JSON reader behind the single-step test tools.
 #include "sim/Json.h"
 
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
 namespace bx::sim {
 namespace {
@@ -48,6 +50,34 @@ TEST(Json, RefusesNestingDeepEnoughToExhaustTheStack) {
     EXPECT_THROW(ParseJson(std::string(100000, '[')), JsonError);
     std::string fine = std::string(100, '[') + std::string(100, ']');
     EXPECT_NO_THROW(ParseJson(fine));
+}
+
+TEST(Json, DamagedDocumentsEitherParseOrRaiseJsonErrorNeverAnythingElse) {
+    const std::string good =
+        R"([{"name": "x", "a": [1, 2.5e1, -0], "s": "\u00e9\n", "t": true, "n": null}])";
+    std::vector<std::string> damaged;
+    for (std::size_t cut = 0; cut < good.size(); ++cut)
+        damaged.push_back(good.substr(0, cut));
+    uint32_t seed = 12345;
+    for (int i = 0; i < 3000; ++i) {
+        std::string text = good;
+        for (int flips = 0; flips < 3; ++flips) {
+            seed = seed * 1103515245u + 12345u;
+            text[(seed >> 8) % text.size()] = static_cast<char>(seed >> 24);
+        }
+        damaged.push_back(text);
+    }
+    int parsed = 0, rejected = 0;
+    for (const std::string& text : damaged) {
+        try {
+            ParseJson(text);
+            ++parsed;
+        } catch (const JsonError&) {
+            ++rejected;
+        }
+    }
+    EXPECT_EQ(parsed + rejected, static_cast<int>(damaged.size()));
+    EXPECT_GT(rejected, static_cast<int>(good.size())) << "every truncation is an error";
 }
 
 } // namespace
