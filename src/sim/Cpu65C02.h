@@ -53,7 +53,8 @@
 // Threading: one thread owns a Cpu65C02. SetIrq, TriggerNmi and RequestStop may also be called
 // from inside the Bus callbacks of that thread (a device raising its interrupt in response to
 // a write); the core rereads them between instructions. Registers() reflects the state between
-// Step/Run calls, not during one.
+// Step/Run calls, not during one, and neither Registers() nor Reset() may be used from inside a
+// Bus callback: the running instruction would overwrite the change when it ends.
 
 #include <algorithm>
 #include <cstdint>
@@ -169,7 +170,8 @@ public:
             if (attention_ != 0 && !OnlyMaskedIrq()) {
                 if (stopRequested_)
                     break;
-                if (state_ != CpuState::Running && !nmiPending_ && !irqLine_) {
+                if (state_ == CpuState::Stopped ||
+                    (state_ == CpuState::Waiting && !nmiPending_ && !irqLine_)) {
                     // Nothing can wake the CPU within this call: let the budget pass idle.
                     cycles_ += cycleBudget - spent;
                     spent = cycleBudget;

@@ -166,7 +166,10 @@ TEST(CpuStp, StopsUntilResetAndIgnoresInterrupts) {
     m.Cpu.TriggerNmi();
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(m.Cpu.Step(), 1);
+    const uint64_t cycles = m.Cpu.Cycles();
     EXPECT_EQ(m.Cpu.Run(500), 500u);
+    EXPECT_EQ(m.Cpu.Cycles(), cycles + 500);
+    EXPECT_EQ(m.Cpu.Run(1'000'000'000), 1'000'000'000u) << "at once, not cycle by cycle";
     EXPECT_EQ(m.Regs().PC, 0x0301);
     EXPECT_EQ(m.Regs().X, 0) << "nothing after STP ran";
     m.Cpu.SetIrq(false);
