@@ -2,11 +2,16 @@
 // override and the undefined opcodes.
 #include "sim/Disassembler.h"
 #include "sim/OpcodeTable.h"
+#include "support/TempFolder.h"
 
 #include <array>
+#include <cstdlib>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <initializer_list>
+#include <iterator>
 #include <string>
+#include <vector>
 
 namespace bx::sim {
 namespace {
@@ -98,6 +103,51 @@ TEST(Disassembler, WrapsAtTheTopOfMemoryAndAgreesWithTheTableOnEveryLength) {
         for (char ch : upper)
             EXPECT_FALSE(ch >= 'a' && ch <= 'z') << one.Text;
     }
+}
+
+bool ToolOnPath(const std::string& name) {
+    return std::system(("command -v " + name + " > /dev/null 2>&1").c_str()) == 0;
+}
+
+// Every opcode, disassembled and fed back to ca65 and ld65, gives back the same bytes.
+TEST(Disassembler, Ca65ReassemblesTheTextOfEveryOpcodeToTheSameBytes) {
+    if (!ToolOnPath("ca65") || !ToolOnPath("ld65"))
+        GTEST_SKIP() << "ca65/ld65 (cc65) are not installed";
+    static Memory memory;
+    memory.Bytes.fill(0);
+    std::vector<uint8_t> stream;
+    for (int op = 0; op < 256; ++op) {
+        const OpcodeInfo& info = OpcodeInfoOf(static_cast<uint8_t>(op));
+        stream.push_back(static_cast<uint8_t>(op));
+        if (info.Length > 1)
+            stream.push_back(static_cast<uint8_t>(op * 7 + 3)); // forward and backward branches
+        if (info.Length > 2)
+            stream.push_back(op % 3 == 0 ? 0x00 : 0x12); // some operands below $0100
+    }
+    const uint16_t origin = 0x1000;
+    for (std::size_t i = 0; i < stream.size(); ++i)
+        memory.Bytes[origin + i] = stream[i];
+    std::string source = ".setcpu \"65C02\"\n.segment \"CODE\"\n.org $1000\n";
+    for (uint16_t a = origin; a < origin + stream.size();) {
+        Disassembly d = Disassemble(memory.Reader(), a);
+        source += "    " + d.Text + "\n";
+        a = static_cast<uint16_t>(a + d.Length);
+    }
+    test::TempFolder folder;
+    const auto dir = folder.Native();
+    std::ofstream(dir / "all.s") << source;
+    std::ofstream(dir / "flat.cfg") << "MEMORY { RAM: start = $1000, size = $1000, file = %O; }\n"
+                                       "SEGMENTS { CODE: load = RAM, type = rw; }\n";
+    const std::string command = "cd '" + dir.string() +
+                                "' && ca65 all.s -o all.o > log.txt 2>&1 && "
+                                "ld65 -C flat.cfg all.o -o all.bin >> log.txt 2>&1";
+    ASSERT_EQ(std::system(command.c_str()), 0) << folder.ReadFile("log.txt") << source;
+    std::ifstream in(dir / "all.bin", std::ios::binary);
+    std::vector<uint8_t> assembled{std::istreambuf_iterator<char>(in),
+                                   std::istreambuf_iterator<char>()};
+    ASSERT_EQ(assembled.size(), stream.size());
+    for (std::size_t i = 0; i < stream.size(); ++i)
+        ASSERT_EQ(assembled[i], stream[i]) << "at $" << std::hex << origin + i;
 }
 
 } // namespace
