@@ -17,8 +17,9 @@
 // real bus: a bus that has read-sensitive registers (a status register cleared by reading, a
 // FIFO) can decide whether a dummy read touches them; a RAM bus makes it a no-op.
 //
-// Dummy reads the core issues (all verified cycle by cycle against the published single-step
-// data for the WDC 65C02):
+// Dummy reads the core issues (for the instructions, verified cycle by cycle against the
+// published single-step data for the WDC 65C02; the entry sequences, WAI and STP, which that
+// data does not cover, follow the WDC data sheet's cycle tables):
 //   - two-cycle implied/accumulator instructions, PHA/PHP/PHX/PHY, PLA/PLP/PLX/PLY, RTS, RTI,
 //     BRK's signature byte: the byte after the opcode (PC+1);
 //   - pulls, RTS, RTI: the current stack slot $0100+S before S is incremented; JSR likewise,
@@ -37,8 +38,8 @@
 //     single-step data shows $007F (ADC) and $0000 (SBC), and the core issues exactly those;
 //   - IRQ/NMI entry: the current PC twice; RESET: PC twice, then $0100+S, S-1, S-2;
 //   - WAI and STP: PC+1 twice;
-//   - undefined opcodes: every operand access after the fetched bytes (see OpcodeTable.cpp and
-//     docs/cpu.md for the addresses).
+//   - undefined opcodes (not in the data either): every cycle after the instruction's own bytes
+//     (the addresses are listed at the end of Execute below and in docs/cpu.md).
 //
 // Interrupts: SetIrq(level) is the level-sensitive IRQ input; TriggerNmi() latches an NMI edge.
 // Both are sampled between instructions: a pending NMI, or an asserted IRQ with I clear, makes
