@@ -1,6 +1,7 @@
 #include "sim/Json.h"
 
-#include <cstdlib>
+#include <charconv>
+#include <system_error>
 
 namespace bx::sim {
 
@@ -301,8 +302,16 @@ private:
             while (!AtEnd() && IsDigit(Peek()))
                 ++pos_;
         }
-        std::string token(text_.substr(start, pos_ - start));
-        return JsonValue::MakeNumber(std::strtod(token.c_str(), nullptr));
+        // from_chars, unlike strtod, ignores the locale's decimal separator.
+        double value = 0;
+        const char* first = text_.data() + start;
+        const char* last = text_.data() + pos_;
+        auto [end, error] = std::from_chars(first, last, value);
+        if (error == std::errc::result_out_of_range)
+            Fail("number out of range");
+        if (error != std::errc() || end != last)
+            Fail("invalid number");
+        return JsonValue::MakeNumber(value);
     }
 
     std::string_view text_;

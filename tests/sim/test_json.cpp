@@ -35,6 +35,7 @@ TEST(Json, RejectsMalformedInputWithItsPosition) {
         "[01]",      "[1.]",        "[1e]",          "[-]",   "tru",        "nul",
         "[\"\\x\"]", "[\"\\u12\"]", "[\"\\ud800\"]", "{1:2}", "[1] x",      "[\"a\nb\"]",
         "{",         "[",           "[\"\\",         "[+1]",  "[.5]",       "[\"\\udc00\"]",
+        "[1e999]",
     };
     for (const char* text : bad)
         EXPECT_THROW(ParseJson(text), JsonError) << text;
