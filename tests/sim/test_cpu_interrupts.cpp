@@ -3,6 +3,7 @@
 #include "CpuTestMachine.h"
 
 #include <gtest/gtest.h>
+#include <vector>
 
 namespace bx::sim {
 namespace {
@@ -203,6 +204,32 @@ TEST(CpuRun, TakesInterruptsBetweenInstructions) {
     m.Cpu.SetIrq(true);
     EXPECT_EQ(m.Cpu.Run(9), 9u); // entry (7) + one handler NOP (2)
     EXPECT_EQ(m.Regs().PC, kIrqHandler + 1);
+}
+
+TEST(CpuBusCycles, EntrySequencesWaiAndStpDriveTheDocumentedAddresses) {
+    using Cycles = std::vector<BusCycle>;
+    {
+        Machine m = WithHandlers();
+        m.Cpu.SetIrq(true);
+        m.Cpu.Step();
+        const Cycles irq = {{0x0300, 0xEA, false}, {0x0300, 0xEA, false}, {0x01FF, 0x03, true},
+                            {0x01FE, 0x00, true},  {0x01FD, 0x20, true},  {0xFFFE, 0x00, false},
+                            {0xFFFF, 0x80, false}};
+        EXPECT_EQ(m.Bus->Log, irq);
+    }
+    {
+        Machine m = WithHandlers();
+        m.Poke(0x0300, {0xCB, 0xDB});
+        m.Cpu.Step();
+        const Cycles wai = {{0x0300, 0xCB, false}, {0x0301, 0xDB, false}, {0x0301, 0xDB, false}};
+        EXPECT_EQ(m.Bus->Log, wai);
+        m.Cpu.SetIrq(true);
+        m.Regs().P |= kFlagI; // resume without entering
+        m.Bus->Log.clear();
+        m.Cpu.Step(); // STP
+        const Cycles stp = {{0x0301, 0xDB, false}, {0x0302, 0xEA, false}, {0x0302, 0xEA, false}};
+        EXPECT_EQ(m.Bus->Log, stp);
+    }
 }
 
 } // namespace
