@@ -1,5 +1,6 @@
 #include "cli/CliMain.h"
 
+#include "cli/CpuCommands.h"
 #include "frame/ProductInfo.h"
 
 #include <iostream>
@@ -12,6 +13,7 @@ void PrintUsage(std::ostream& out) {
            "\n"
            "commands:\n"
            "  demo        describe the product and what this build can do\n";
+    PrintCpuCommandsUsage(out);
 }
 } // namespace
 
@@ -28,6 +30,8 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         out << VersionLine() << "\n\n" << SelfDescription();
         return 0;
     }
+    if (IsCpuCommand(args[0]))
+        return RunCpuCommand(args, out, err);
     err << "tessarine-cli: unknown command \"" << args[0] << "\"\n";
     PrintUsage(err);
     return 2;
