@@ -124,7 +124,7 @@ TEST(FakeEmulator, DisassemblyIsScriptedOrOneDataByte) {
     int32_t next = 0;
     std::vector<std::string> text;
     ASSERT_TRUE(emulator.Disassemble(0x8000, 2, next, text));
-    EXPECT_EQ(text, (std::vector<std::string>{"LDA #$12", ".DB $EA"}));
+    EXPECT_EQ(text, (std::vector<std::string>{"LDA #$12", ".byte $EA"}));
     EXPECT_EQ(next, 0x8003);
     emulator.HighestBank = 0;
     EXPECT_FALSE(emulator.Disassemble(0x18000, 1, next, text));

@@ -269,7 +269,7 @@ bool FakeEmulator::Disassemble(int32_t address, int32_t count, int32_t& nextAddr
             text.push_back(scripted->second.first);
             nextAddress += scripted->second.second;
         } else if (Readable(nextAddress, 1)) {
-            text.push_back(".DB $" + Hex2(Peek(nextAddress)));
+            text.push_back(".byte $" + Hex2(Peek(nextAddress)));
             nextAddress += 1;
         } else {
             text.clear();

@@ -65,7 +65,7 @@ public:
     // What ResetRequested answers.
     bool ResetKeyHeld = false;
     // Scripted disassembly: address -> (text, length). Other readable addresses disassemble as
-    // ".DB $xx", one byte long.
+    // ".byte $xx", one byte long.
     std::map<int32_t, std::pair<std::string, int32_t>> Instructions;
 
     bool Running = false;
