@@ -11,6 +11,8 @@
 
 namespace bx {
 
+class Appliance;
+
 struct Parameter {
     std::string Name;
     std::string Value;
@@ -32,6 +34,16 @@ struct Wire {
     bool IsConnected = false;
     int16_t Type = 0;      // 1 analog, 0 digital
     int16_t Direction = 0; // 0 inbound (device to MCU), 1 outbound
+
+    // The wire as one text, as the clipboard and the wiring dialogs pass it on: the
+    // peripheral's Name, Pinset, Hex8(PinsetMask), Port, Hex8(PortMask), "Analog"/"Digital",
+    // "Outbound"/"Inbound", "True"/"False" for IsConnected, each followed by one NUL
+    // character, also the last. A wire without a peripheral gives an empty name.
+    std::string AsString() const;
+    // Reads AsString's form, finding the peripheral by name in the appliance. False when the
+    // peripheral is unknown (Peripheral is then null) or the text ends early; the fields read
+    // up to that point keep their new values and the rest stay as they were.
+    bool FromString(Appliance& appliance, const std::string& text);
 };
 
 class Wires : public KeyedCollection<Wire> {
