@@ -5,6 +5,7 @@
 
 #include "foundation/KeyedCollection.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -25,8 +26,36 @@ public:
 
 struct Peripheral;
 
+// A wire's reference to the peripheral that owns it. The peripheral holds its wires, so a
+// wire that held its peripheral strongly would close a cycle that is never freed; this one
+// doesn't keep it alive. It reads like the shared pointer it gives out: "->", a test for
+// null, comparison with a peripheral pointer or nullptr.
+class PeripheralRef {
+public:
+    PeripheralRef() = default;
+    PeripheralRef(std::nullptr_t) {}
+    PeripheralRef(const std::shared_ptr<bx::Peripheral>& peripheral) : ref_(peripheral) {}
+
+    std::shared_ptr<bx::Peripheral> lock() const { return ref_.lock(); }
+    operator std::shared_ptr<bx::Peripheral>() const { return ref_.lock(); }
+    std::shared_ptr<bx::Peripheral> operator->() const { return ref_.lock(); }
+    explicit operator bool() const { return !ref_.expired(); }
+    void reset() { ref_.reset(); }
+
+    friend bool operator==(const PeripheralRef& a, const PeripheralRef& b) {
+        return a.lock() == b.lock();
+    }
+    friend bool operator==(const PeripheralRef& a, const std::shared_ptr<bx::Peripheral>& b) {
+        return a.lock() == b;
+    }
+    friend bool operator==(const PeripheralRef& a, std::nullptr_t) { return a.ref_.expired(); }
+
+private:
+    std::weak_ptr<bx::Peripheral> ref_;
+};
+
 struct Wire {
-    std::shared_ptr<bx::Peripheral> Peripheral; // the owning peripheral, shared, not owned
+    PeripheralRef Peripheral; // the owning peripheral, shared, not owned
     std::string Pinset;
     int32_t PinsetMask = 0;
     std::string Port;

@@ -132,5 +132,35 @@ TEST_F(WireText, OnlyTheExactWordsChooseAnalogInboundAndDisconnected) {
     EXPECT_FALSE(wire.IsConnected);
 }
 
+TEST(WireOwnership, APeripheralWithWiresIsFreedWithItsCollection) {
+    std::weak_ptr<Peripheral> watched;
+    std::weak_ptr<Wire> wire;
+    {
+        Peripherals peripherals;
+        auto keypad = peripherals.Add("Keys");
+        wire = keypad->Wires.Add(keypad, "Row", 0x0F);
+        ASSERT_EQ(wire.lock()->Peripheral, keypad);
+        EXPECT_EQ(wire.lock()->Peripheral->Name, "Keys");
+        watched = keypad;
+    }
+    EXPECT_TRUE(watched.expired()) << "the wire must not keep its peripheral alive";
+    EXPECT_TRUE(wire.expired());
+}
+
+TEST(WireOwnership, AWireWhosePeripheralIsGoneReadsAsEmpty) {
+    Wire wire;
+    {
+        auto gone = std::make_shared<Peripheral>();
+        gone->Name = "Gone";
+        wire.Peripheral = gone;
+        EXPECT_TRUE(static_cast<bool>(wire.Peripheral));
+    }
+    EXPECT_FALSE(static_cast<bool>(wire.Peripheral));
+    EXPECT_EQ(wire.Peripheral, nullptr);
+    EXPECT_EQ(wire.AsString(),
+              Fields({"", "", "00000000", "", "00000000", "Digital", "Inbound", "False"}))
+        << "no peripheral, no name";
+}
+
 } // namespace
 } // namespace bx
