@@ -98,25 +98,34 @@ void Appliance::WriteDocument(platform::XmlDocument& document) {
 }
 
 std::string Appliance::DefaultBuildCommand(const std::string& FileName) {
+    // The first dot of the whole text counts, folders included: "C:\my.dir\a.asm" asks for
+    // "dir\a.asm" and finds nothing. A name without any dot has no extension to ask for.
     const auto dot = FileName.find('.');
-    const std::string extension = dot == std::string::npos ? FileName : FileName.substr(dot + 1);
-    auto association = BuildAssociations().Item(extension);
+    if (dot == std::string::npos)
+        return {};
+    auto association = BuildAssociations().Item(FileName.substr(dot + 1));
     return association ? association->With : std::string();
 }
 
 std::string Appliance::DefaultOutputPath(const std::string& FileName) {
+    // Unlike the command lookup, only a dot in the file's own name counts here.
     const auto slash = FileName.rfind('\\');
     const std::size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
     const auto dot = FileName.find('.', nameStart);
     // Without a dot in the name the whole text is looked up, which finds nothing in practice.
     const std::string extension = dot == std::string::npos ? FileName : FileName.substr(dot + 1);
     auto association = BuildAssociations().Item(extension);
-    if (!association || association->To.empty() || dot == std::string::npos)
+    if (!association || association->To.empty())
         return {};
+    // A source that produces what the final step produces goes straight to the final output.
     const std::string& runOutput = RunTarget()->OutputPath;
-    if (association->To != GetExtension(runOutput))
-        return FileName.substr(nameStart, dot - nameStart + 1) + association->To;
-    return runOutput;
+    if (association->To == GetExtension(runOutput))
+        return runOutput;
+    // Products lie in the working folder: the file's stem with its dot, then the product's
+    // extension. A name without a dot has no stem to put it behind.
+    if (dot == std::string::npos)
+        return {};
+    return FileName.substr(nameStart, dot - nameStart + 1) + association->To;
 }
 
 } // namespace bx

@@ -1,6 +1,8 @@
 #include "appliance/LoadMap.h"
 
+#include "appliance/Appliance.h"
 #include "foundation/Common.h"
+#include "foundation/Error.h"
 
 #include <algorithm>
 #include <cctype>
@@ -55,6 +57,58 @@ std::shared_ptr<ObjMap> ObjMaps::Add(const std::string& segment, int32_t start, 
     if (!TryInsertAt(position, segment, map))
         throw DuplicateKeyError("ObjMaps");
     return map;
+}
+
+// ---- The appliance's load-map operations ---------------------------------------------------
+
+namespace {
+// The number of the arithmetic error of a division by zero.
+constexpr int32_t kDivisionByZero = 11;
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+} // namespace
+
+void Appliance::LabelLoadAddr(const std::string& Name, int32_t Offset, int32_t Bank, int32_t Start,
+                              int32_t Size) {
+    Touch();
+    // An image that waits for a place keeps its content; every entry of that name goes, and
+    // the one placed here takes their place.
+    std::shared_ptr<BuildTarget> content;
+    if (auto waiting = LoadImages().Item(Name, -1, -1)) {
+        content = waiting->Content;
+        LoadImages().Remove(Name, -1, -1);
+    } else {
+        content = BuildTargets().Item(Name);
+        if (!content)
+            content = BuildTargets().Add(nullptr, "", Name);
+    }
+    // A taken key is the collection's duplicate-key error, for the caller.
+    auto image = LoadImages().Add(content, Start, Bank);
+    image->Offset = Offset;
+    image->Bank = Bank;
+    image->Start = Start;
+    image->Size = Size;
+
+    // The appliance's own ROM image holds everything else and doesn't take room of its own.
+    if (Lower(Name) == Lower(Title + ".rom"))
+        return;
+    // The cursor moves on from where it stood, by the size alone: the placed address doesn't
+    // set it, so images labelled one after another stack up from the first free place.
+    if (BankSize == 0)
+        throw BxError(kDivisionByZero, "Appliance Object", "Division by zero");
+    const int64_t t = int64_t{NextAddress} - BankStart + Size;
+    NextBank = static_cast<int32_t>(NextBank + t / BankSize);
+    NextAddress = static_cast<int32_t>(t % BankSize + BankStart);
+}
+
+void Appliance::RemoveLoadItem(const std::string& Name, int32_t Start, int32_t Bank) {
+    Touch();
+    LoadImages().Remove(Name, Start, Bank);
+    RemoveBuildStep(Name);
 }
 
 } // namespace bx

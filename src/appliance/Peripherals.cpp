@@ -1,6 +1,9 @@
 #include "appliance/Peripherals.h"
 
+#include "appliance/Appliance.h"
 #include "foundation/Common.h"
+
+#include <vector>
 
 namespace bx {
 
@@ -21,6 +24,62 @@ std::shared_ptr<Wire> Wires::Add(const std::shared_ptr<bx::Peripheral>& peripher
     wire->PinsetMask = pinsetMask;
     const std::string key = KeyOf(peripheral ? peripheral->Name : "", pinset, pinsetMask);
     return TryAdd(key, wire) ? wire : nullptr;
+}
+
+std::string Wire::AsString() const {
+    const std::string fields[] = {Peripheral ? Peripheral->Name : std::string(),
+                                  Pinset,
+                                  Hex8(PinsetMask),
+                                  Port,
+                                  Hex8(PortMask),
+                                  Type == 1 ? "Analog" : "Digital",
+                                  Direction == 1 ? "Outbound" : "Inbound",
+                                  IsConnected ? "True" : "False"};
+    std::string text;
+    for (const auto& field : fields) {
+        text += field;
+        text += '\0';
+    }
+    return text;
+}
+
+bool Wire::FromString(Appliance& appliance, const std::string& text) {
+    // The text ends in a NUL, so the piece behind the last one is empty and not a field.
+    std::vector<std::string> parts;
+    std::size_t begin = 0;
+    for (std::size_t end; (end = text.find('\0', begin)) != std::string::npos; begin = end + 1)
+        parts.push_back(text.substr(begin, end - begin));
+    if (begin < text.size())
+        parts.push_back(text.substr(begin));
+
+    // Field by field in the order of the text, so that a short text sets what it has.
+    std::size_t next = 0;
+    std::string piece;
+    auto take = [&](std::string& into) {
+        if (next >= parts.size())
+            return false;
+        into = parts[next++];
+        return true;
+    };
+    if (!take(piece))
+        return false;
+    Peripheral = appliance.Peripherals().Item(piece);
+    if (!Peripheral || !take(Pinset) || !take(piece))
+        return false;
+    PinsetMask = HexToLong(piece);
+    if (!take(Port) || !take(piece))
+        return false;
+    PortMask = HexToLong(piece);
+    if (!take(piece))
+        return false;
+    Type = piece == "Analog" ? 1 : 0;
+    if (!take(piece))
+        return false;
+    Direction = piece == "Inbound" ? 0 : 1;
+    if (!take(piece))
+        return false;
+    IsConnected = piece != "False";
+    return true;
 }
 
 std::shared_ptr<Peripheral> Peripherals::Add(const std::string& name) {

@@ -5,11 +5,14 @@
 
 #include "foundation/KeyedCollection.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 
 namespace bx {
+
+class Appliance;
 
 struct Parameter {
     std::string Name;
@@ -23,8 +26,36 @@ public:
 
 struct Peripheral;
 
+// A wire's reference to the peripheral that owns it. The peripheral holds its wires, so a
+// wire that held its peripheral strongly would close a cycle that is never freed; this one
+// doesn't keep it alive. It reads like the shared pointer it gives out: "->", a test for
+// null, comparison with a peripheral pointer or nullptr.
+class PeripheralRef {
+public:
+    PeripheralRef() = default;
+    PeripheralRef(std::nullptr_t) {}
+    PeripheralRef(const std::shared_ptr<bx::Peripheral>& peripheral) : ref_(peripheral) {}
+
+    std::shared_ptr<bx::Peripheral> lock() const { return ref_.lock(); }
+    operator std::shared_ptr<bx::Peripheral>() const { return ref_.lock(); }
+    std::shared_ptr<bx::Peripheral> operator->() const { return ref_.lock(); }
+    explicit operator bool() const { return !ref_.expired(); }
+    void reset() { ref_.reset(); }
+
+    friend bool operator==(const PeripheralRef& a, const PeripheralRef& b) {
+        return a.lock() == b.lock();
+    }
+    friend bool operator==(const PeripheralRef& a, const std::shared_ptr<bx::Peripheral>& b) {
+        return a.lock() == b;
+    }
+    friend bool operator==(const PeripheralRef& a, std::nullptr_t) { return a.ref_.expired(); }
+
+private:
+    std::weak_ptr<bx::Peripheral> ref_;
+};
+
 struct Wire {
-    std::shared_ptr<bx::Peripheral> Peripheral; // the owning peripheral, shared, not owned
+    PeripheralRef Peripheral; // the owning peripheral, shared, not owned
     std::string Pinset;
     int32_t PinsetMask = 0;
     std::string Port;
@@ -32,6 +63,16 @@ struct Wire {
     bool IsConnected = false;
     int16_t Type = 0;      // 1 analog, 0 digital
     int16_t Direction = 0; // 0 inbound (device to MCU), 1 outbound
+
+    // The wire as one text, as the clipboard and the wiring dialogs pass it on: the
+    // peripheral's Name, Pinset, Hex8(PinsetMask), Port, Hex8(PortMask), "Analog"/"Digital",
+    // "Outbound"/"Inbound", "True"/"False" for IsConnected, each followed by one NUL
+    // character, also the last. A wire without a peripheral gives an empty name.
+    std::string AsString() const;
+    // Reads AsString's form, finding the peripheral by name in the appliance. False when the
+    // peripheral is unknown (Peripheral is then null) or the text ends early; the fields read
+    // up to that point keep their new values and the rest stay as they were.
+    bool FromString(Appliance& appliance, const std::string& text);
 };
 
 class Wires : public KeyedCollection<Wire> {
