@@ -16,7 +16,8 @@
 //    still succeeds, and Bodies stays null.
 //  - The reader goes on statement by statement: every field gets its default first, and a read
 //    that can't be made (an attribute or element that isn't there, a value that doesn't fit
-//    its field) leaves the field as it was. It never fails.
+//    its field) leaves the field as it was. It never fails. A number attribute that is there
+//    but holds no number reads as 0, the number reader's answer, not as the default.
 //  - SourceFile and KeywordFile are read but never written, so a rewritten file loses them.
 //
 // Single-threaded: the object belongs to the UI thread.
