@@ -658,8 +658,8 @@ TEST_F(GlobalSettingsTest, AnErrorEscapingTheReaderShowsTheErrorBoxAndGivesFalse
     EXPECT_TRUE(failing.IsDirty()); // only a successful load clears it
 
     FailingFirstBox outOfMemory(1);
-    GlobalSettings short_(outOfMemory);
-    EXPECT_FALSE(short_.Load(path));
+    GlobalSettings starved(outOfMemory);
+    EXPECT_FALSE(starved.Load(path));
     ASSERT_EQ(outOfMemory.Boxes().size(), 2u);
     EXPECT_EQ(outOfMemory.Boxes()[1].text,
               "Failed to load the global template file. 7/Out of memory");
