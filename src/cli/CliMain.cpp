@@ -1,6 +1,7 @@
 #include "cli/CliMain.h"
 
 #include "cli/CpuCommands.h"
+#include "cli/SettingsCommands.h"
 #include "frame/ProductInfo.h"
 
 #include <iostream>
@@ -12,7 +13,8 @@ void PrintUsage(std::ostream& out) {
     out << "usage: tessarine-cli [--version] [--help] <command> [arguments]\n"
            "\n"
            "commands:\n"
-           "  demo        describe the product and what this build can do\n";
+           "  demo        describe the product and what this build can do\n"
+           "  settings    show or rewrite a global settings file (BX.gss)\n";
     PrintCpuCommandsUsage(out);
 }
 } // namespace
@@ -32,6 +34,8 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     }
     if (IsCpuCommand(args[0]))
         return RunCpuCommand(args, out, err);
+    if (args[0] == "settings")
+        return RunSettings(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     err << "tessarine-cli: unknown command \"" << args[0] << "\"\n";
     PrintUsage(err);
     return 2;

@@ -1,0 +1,229 @@
+#include "cli/SettingsCommands.h"
+
+#include "cli/StreamPrompter.h"
+#include "foundation/Error.h"
+#include "foundation/Json.h"
+#include "platform/Paths.h"
+#include "settings/GlobalSettings.h"
+
+#include <ostream>
+#include <sstream>
+
+namespace bx::cli {
+
+namespace {
+
+void PrintSettingsUsage(std::ostream& out) {
+    out << "usage: tessarine-cli settings show FILE.gss [--yes]\n"
+           "       tessarine-cli settings resave FILE.gss [--yes]\n";
+}
+
+// A small writer of indented JSON: members and array items are written one per line, and the
+// writer puts the commas in.
+class JsonWriter {
+public:
+    explicit JsonWriter(std::ostream& out) : out_(out) {}
+
+    void BeginObject(const char* name = nullptr) { Open(name, '{'); }
+    void EndObject() { Close('}'); }
+    void BeginArray(const char* name = nullptr) { Open(name, '['); }
+    void EndArray() { Close(']'); }
+
+    void String(const char* name, const std::string& value) { Raw(name, JsonQuote(value)); }
+    void Number(const char* name, long long value) { Raw(name, std::to_string(value)); }
+    void Bool(const char* name, bool value) { Raw(name, value ? "true" : "false"); }
+    void Null(const char* name) { Raw(name, "null"); }
+    // A date: its ISO text, or null for the zero stamp.
+    void Date(const char* name, const DateStamp& stamp) {
+        if (stamp.IsSet())
+            String(name, stamp.ToIsoText());
+        else
+            Null(name);
+    }
+
+private:
+    void Item(const char* name) {
+        if (!first_)
+            out_ << ",";
+        if (depth_ > 0)
+            out_ << "\n" << std::string(static_cast<std::size_t>(depth_) * 2, ' ');
+        first_ = false;
+        if (name != nullptr)
+            out_ << JsonQuote(name) << ": ";
+    }
+    void Raw(const char* name, const std::string& text) {
+        Item(name);
+        out_ << text;
+    }
+    void Open(const char* name, char bracket) {
+        Item(name);
+        out_ << bracket;
+        ++depth_;
+        first_ = true;
+    }
+    void Close(char bracket) {
+        --depth_;
+        if (!first_)
+            out_ << "\n" << std::string(static_cast<std::size_t>(depth_) * 2, ' ');
+        out_ << bracket;
+        first_ = false;
+        if (depth_ == 0)
+            out_ << "\n";
+    }
+
+    std::ostream& out_;
+    int depth_ = 0;
+    bool first_ = true;
+};
+
+void WriteBody(JsonWriter& json, const std::string& key, const MCUBody& body) {
+    json.BeginObject();
+    json.String("key", key);
+    json.String("Model", body.Model);
+    json.String("TemplateDir", body.TemplateDir);
+    json.String("TemplateFile", body.TemplateFile);
+    json.String("Family", body.Family);
+    json.String("SourceFile", body.SourceFile);
+    json.String("KeywordFile", body.KeywordFile);
+    json.Number("IceEmuNo", body.IceEmuNo);
+    json.String("HasWDT", body.HasWDT);
+    json.BeginArray("Clockrates");
+    for (const auto& entry : body.Clockrates) {
+        json.BeginObject();
+        json.String("key", entry.key);
+        json.String("Clockrate", entry.item->Clockrate);
+        json.String("Rateparam", entry.item->Rateparam);
+        json.Bool("Dual", entry.item->Dual);
+        json.EndObject();
+    }
+    json.EndArray();
+    json.BeginArray("Options");
+    for (const auto& entry : body.Options) {
+        json.BeginObject();
+        json.String("key", entry.key);
+        json.String("Name", entry.item->Name);
+        json.String("DisableName", entry.item->DisableName);
+        json.String("EnableName", entry.item->EnableName);
+        json.Number("Map", entry.item->Map);
+        json.EndObject();
+    }
+    json.EndArray();
+    json.Number("BootVect", body.BootVect);
+    json.Number("ProgramStart", body.ProgramStart);
+    json.Number("OptionsDef", body.OptionsDef);
+    json.Number("BankMode", body.BankMode);
+    json.Number("BankCount", body.BankCount);
+    json.EndObject();
+}
+
+// Where the file is, for a person: the operating system's form.
+std::string Shown(const std::string& path) {
+    return platform::ToNativePath(path);
+}
+
+} // namespace
+
+std::string SettingsToJson(const GlobalSettings& settings, bool loadResult) {
+    std::ostringstream text;
+    JsonWriter json(text);
+    json.BeginObject();
+    json.String("Version", settings.Version);
+    json.String("NewestVersion", settings.NewestVersion());
+    if (settings.Bodies) {
+        json.BeginArray("Bodies");
+        for (const auto& entry : *settings.Bodies)
+            WriteBody(json, entry.key, *entry.item);
+        json.EndArray();
+    } else {
+        json.Null("Bodies");
+    }
+    // Each family with the keys of its list; the bodies themselves are shown once, above.
+    json.BeginArray("BodiesByFamily");
+    for (const auto& family : settings.BodiesByFamily) {
+        json.BeginObject();
+        json.String("key", family.key);
+        json.BeginArray("Models");
+        for (const auto& body : *family.item)
+            json.String(nullptr, body.key);
+        json.EndArray();
+        json.EndObject();
+    }
+    json.EndArray();
+    json.BeginArray("Families");
+    for (const std::string& family : settings.Families)
+        json.String(nullptr, family);
+    json.EndArray();
+    json.String("ExtEditorCommand", settings.ExtEditorCommand);
+    json.Bool("ExtEditorInUse", settings.ExtEditorInUse);
+    json.String("ExtBuilderCommand", settings.ExtBuilderCommand);
+    json.Bool("ExtBuilderInUse", settings.ExtBuilderInUse);
+    json.String("ExtDebuggerDriver", settings.ExtDebuggerDriver);
+    json.Bool("ExtDebuggerInUse", settings.ExtDebuggerInUse);
+    json.Date("TemplatesModifiedDate", settings.TemplatesModifiedDate);
+    json.Date("PlugInsModifiedDate", settings.PlugInsModifiedDate);
+    json.BeginArray("RecentAppliances");
+    for (const std::string& path : settings.RecentAppliances)
+        json.String(nullptr, path);
+    json.EndArray();
+    json.Bool("Dirty", settings.IsDirty());
+    json.Bool("LoadResult", loadResult);
+    json.EndObject();
+    return text.str();
+}
+
+int RunSettings(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    bool answerYes = false;
+    std::vector<std::string> words;
+    for (const std::string& arg : args) {
+        if (arg == "--yes")
+            answerYes = true;
+        else
+            words.push_back(arg);
+    }
+    if (words.size() != 2 || (words[0] != "show" && words[0] != "resave")) {
+        if (words.empty())
+            err << "tessarine-cli settings: missing command\n";
+        else if (words[0] != "show" && words[0] != "resave")
+            err << "tessarine-cli settings: unknown command \"" << words[0] << "\"\n";
+        else
+            err << "tessarine-cli settings " << words[0] << ": expected one FILE.gss\n";
+        PrintSettingsUsage(err);
+        return 2;
+    }
+    const std::string& command = words[0];
+    const std::string path = platform::FromNativePath(words[1]);
+
+    StreamPrompter prompter(err, answerYes);
+    GlobalSettings settings(prompter);
+    bool loaded = settings.Load(path);
+    if (!loaded) {
+        err << "tessarine-cli settings " << command << ": can't load " << Shown(path);
+        if (!settings.LoadErrorText().empty())
+            err << ": " << settings.LoadErrorText();
+        err << "\n";
+        return 1;
+    }
+
+    if (command == "show") {
+        out << SettingsToJson(settings, loaded);
+        return 0;
+    }
+
+    // A refused version leaves no body table; writing now would replace the user's file with
+    // an empty one, so the command line keeps the file as it is.
+    if (!settings.Bodies) {
+        err << "tessarine-cli settings resave: " << Shown(path)
+            << " was not rewritten: its version is not supported\n";
+        return 1;
+    }
+    try {
+        settings.SaveTo(path);
+    } catch (const BxError& error) {
+        err << "tessarine-cli settings resave: " << error.Description << "\n";
+        return 1;
+    }
+    out << "rewrote " << Shown(path) << "\n";
+    return 0;
+}
+
+} // namespace bx::cli
