@@ -228,6 +228,10 @@ std::string Hex4(int32_t value) {
     return HexOf(static_cast<uint32_t>(value), 4);
 }
 
+std::string Hex(int32_t value) {
+    return HexOf(static_cast<uint32_t>(value), 1);
+}
+
 std::string Hex8(int32_t value) {
     return HexOf(static_cast<uint32_t>(value), 8);
 }

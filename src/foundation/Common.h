@@ -20,6 +20,9 @@ std::string Hex2(int32_t value);
 std::string Hex4(int32_t value);
 // Upper-case hexadecimal, left-filled to eight digits; negatives in two's complement.
 std::string Hex8(int32_t value);
+// Plain upper-case hexadecimal with no fill (Hex(5) == "5"); negatives in 32-bit two's
+// complement (Hex(-1) == "FFFFFFFF").
+std::string Hex(int32_t value);
 // Reads hexadecimal digits up to the first non-digit, in 32 bits ("FFFFFFFF" is -1).
 int32_t HexToLong(const std::string& text);
 // Reads binary digits; the first character other than 0 or 1 makes the result -1.
