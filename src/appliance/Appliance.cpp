@@ -91,12 +91,6 @@ void Appliance::Save(bool Force) {
     dirty_ = false;
 }
 
-void Appliance::WriteDocument(platform::XmlDocument& document) {
-    platform::XmlNode root = document.AppendElement("Appliance");
-    root.SetAttribute("Title", Title);
-    root.SetAttribute("Version", kFileVersion);
-}
-
 std::string Appliance::DefaultBuildCommand(const std::string& FileName) {
     // The first dot of the whole text counts, folders included: "C:\my.dir\a.asm" asks for
     // "dir\a.asm" and finds nothing. A name without any dot has no extension to ask for.

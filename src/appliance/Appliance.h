@@ -17,7 +17,8 @@
 
 namespace bx::platform {
 class XmlDocument;
-}
+class XmlNode;
+} // namespace bx::platform
 
 namespace bx {
 
@@ -162,6 +163,8 @@ public:
 private:
     // Fills a fresh document with the appliance's elements.
     void WriteDocument(platform::XmlDocument& document);
+    // Writes one watch and, behind it, its children, each once per save.
+    void WriteWatch(platform::XmlNode& debugging, Watch& watch, const Watch* parent);
     // Reads a parsed document into the model; false when the version is refused.
     bool ReadDocument(const platform::XmlDocument& document);
 

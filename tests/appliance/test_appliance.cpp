@@ -2,7 +2,9 @@
 #include "platform/FileSystem.h"
 #include "platform/ProgramFolder.h"
 #include "platform/Xml.h"
+#include "settings/GlobalSettings.h"
 #include "support/TempFolder.h"
+#include "support/TestDoubles.h"
 
 #include <gtest/gtest.h>
 
@@ -11,13 +13,24 @@ namespace {
 
 class ApplianceTest : public ::testing::Test {
 protected:
+    void SetUp() override {
+        ASSERT_TRUE(settings.LoadXml(R"(<GlobalSettings Version="v 00.00.001">)"
+                                     R"(<MCU Family="KTR"><Body Model="KTR310"/></MCU>)"
+                                     R"(</GlobalSettings>)"));
+    }
+
     test::TempFolder programFolder;
     test::TempFolder work;
     platform::ScopedProgramFolder useProgramFolder{programFolder.Path()};
+    test::ScriptedPrompter prompter;
+    GlobalSettings settings{prompter};
 
-    // An appliance whose folder is the temporary work folder.
+    // An appliance of a known body whose folder is the temporary work folder.
     std::unique_ptr<Appliance> MakeAppliance(const std::string& title) {
         auto appliance = std::make_unique<Appliance>();
+        appliance->Settings = &settings;
+        appliance->Family = "KTR";
+        appliance->Model = "KTR310";
         appliance->Title = title;
         appliance->Folder = work.Path() + "\\";
         return appliance;
