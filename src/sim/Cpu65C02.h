@@ -58,9 +58,30 @@
 // Bus callback: the running instruction would overwrite the change when it ends.
 
 #include <algorithm>
+#include <concepts>
 #include <cstdint>
 
 namespace bx::sim {
+
+// Optional extensions of the bus contract, found at compile time:
+//   - a TimedBus also takes the number of the cycle in which the access happens (the CPU's
+//     Cycles() count of the cycles before it): Read(a, cycle), Write(a, v, cycle),
+//     DummyRead(a, cycle). The core then calls these instead of the plain forms, so that a
+//     device can tell the exact cycle of an access (a timer read, a port edge) without a
+//     counter of its own; on the RAM path the compiler drops the unused argument.
+//   - an ExecuteCheckBus answers ExecuteBreak(pc) before Run() executes each instruction;
+//     true makes Run() return with that instruction not executed (an execute breakpoint).
+//     Step() never asks.
+template <class B>
+concept TimedBus = requires(B& b, uint16_t a, uint8_t v, uint64_t t) {
+    { b.Read(a, t) } -> std::convertible_to<uint8_t>;
+    b.Write(a, v, t);
+    b.DummyRead(a, t);
+};
+template <class B>
+concept ExecuteCheckBus = requires(B& b, uint16_t pc) {
+    { b.ExecuteBreak(pc) } -> std::convertible_to<bool>;
+};
 
 struct CpuRegisters {
     uint8_t A = 0, X = 0, Y = 0, S = 0xFD, P = 0x34;
@@ -190,6 +211,13 @@ public:
             Core c{*this};
             uint64_t executed = 0;
             do {
+                if constexpr (ExecuteCheckBus<Bus>) {
+                    if (bus_.ExecuteBreak(c.r.PC)) [[unlikely]] {
+                        stopRequested_ = true;
+                        UpdateAttention();
+                        break;
+                    }
+                }
                 c.Execute();
                 ++executed;
             } while (c.cyc < slice && (attention_ == 0 || OnlyMaskedIrq(c.r.P)));
@@ -211,8 +239,10 @@ private:
         Bus& bus;
         CpuRegisters r;
         unsigned cyc = 0;
+        const uint64_t base; // Cycles() when this Core began: cycle numbers for a TimedBus
 
-        explicit Core(Cpu65C02& owner) : cpu(owner), bus(owner.bus_), r(owner.regs_) {}
+        explicit Core(Cpu65C02& owner)
+            : cpu(owner), bus(owner.bus_), r(owner.regs_), base(owner.cycles_) {}
         void Commit() {
             cpu.regs_ = r;
             cpu.cycles_ += cyc;
@@ -220,16 +250,28 @@ private:
 
         // ---- Bus cycles ----
         BX_SIM_INLINE uint8_t Read(uint16_t a) {
-            ++cyc;
-            return bus.Read(a);
+            if constexpr (TimedBus<Bus>)
+                return bus.Read(a, base + cyc++);
+            else {
+                ++cyc;
+                return bus.Read(a);
+            }
         }
         BX_SIM_INLINE void Write(uint16_t a, uint8_t v) {
-            ++cyc;
-            bus.Write(a, v);
+            if constexpr (TimedBus<Bus>)
+                bus.Write(a, v, base + cyc++);
+            else {
+                ++cyc;
+                bus.Write(a, v);
+            }
         }
         BX_SIM_INLINE void DummyRead(uint16_t a) {
-            ++cyc;
-            bus.DummyRead(a);
+            if constexpr (TimedBus<Bus>)
+                bus.DummyRead(a, base + cyc++);
+            else {
+                ++cyc;
+                bus.DummyRead(a);
+            }
         }
         BX_SIM_INLINE uint8_t Fetch() { return Read(r.PC++); }
         BX_SIM_INLINE uint16_t Fetch16() {
