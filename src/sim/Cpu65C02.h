@@ -82,6 +82,16 @@ template <class B>
 concept ExecuteCheckBus = requires(B& b, uint16_t pc) {
     { b.ExecuteBreak(pc) } -> std::convertible_to<bool>;
 };
+//   - a bus whose static constexpr bool kRunReturnsOnStp is true makes Run() return as soon as
+//     STP has executed, instead of letting the rest of the budget pass idle (a debugger wants
+//     the stop, and the cycle count, at the STP).
+template <class B>
+constexpr bool RunReturnsOnStp() {
+    if constexpr (requires { B::kRunReturnsOnStp; })
+        return B::kRunReturnsOnStp;
+    else
+        return false;
+}
 
 struct CpuRegisters {
     uint8_t A = 0, X = 0, Y = 0, S = 0xFD, P = 0x34;
@@ -144,6 +154,13 @@ public:
         UpdateAttention();
     }
 
+    // Leaves Waiting and Stopped without an interrupt or a reset: a debugger that sets the
+    // registers by hand means the CPU to go on from them.
+    void Resume() {
+        state_ = CpuState::Running;
+        UpdateAttention();
+    }
+
     // The reset sequence, performed now: 7 cycles, PC from $FFFC/$FFFD, I set, D clear, S
     // lowered by three, leaves Waiting and Stopped. A pending NMI is forgotten.
     void Reset() {
@@ -191,6 +208,8 @@ public:
         while (spent < cycleBudget) {
             if (attention_ != 0 && !OnlyMaskedIrq()) {
                 if (stopRequested_)
+                    break;
+                if (state_ == CpuState::Stopped && RunReturnsOnStp<Bus>())
                     break;
                 if (state_ == CpuState::Stopped ||
                     (state_ == CpuState::Waiting && !nmiPending_ && !irqLine_)) {

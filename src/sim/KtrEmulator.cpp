@@ -343,6 +343,7 @@ void KtrEmulator::SetCpuState(const bx::CpuState& state) {
     // Bit 5 doesn't exist as storage in the chip: it always reads 1.
     r.P = static_cast<uint8_t>(state.P | kFlagU);
     r.PC = state.PC;
+    machine_->ResumeCpu();
 }
 
 std::vector<uint8_t> KtrEmulator::ReadMemory(int32_t address, int32_t& count) {

@@ -146,6 +146,8 @@ public:
     // Simulated seconds since the machine was built.
     double Seconds() const;
     CpuRegisters& Registers() { return cpu_.Registers(); }
+    // Takes the CPU out of WAI or STP (the debugger set its registers).
+    void ResumeCpu() { cpu_.Resume(); }
     bx::sim::CpuState CpuRunState() const { return cpu_.State(); }
     uint8_t Bank() const { return bank_; }
 
@@ -164,6 +166,7 @@ public:
     void BreaksChanged() { RebuildMaps(); }
 
     // ---- The CPU's bus ----
+    static constexpr bool kRunReturnsOnStp = true;
     [[gnu::always_inline]] inline uint8_t Read(uint16_t a, uint64_t cycle) {
         const uint8_t* p = readMap_[a >> kBlockShift];
         if (p != nullptr) [[likely]]
