@@ -285,10 +285,9 @@ bool KtrEmulator::ClearBreak(int32_t address, int32_t kinds, int32_t count) {
     if (!machine_)
         return false;
     if (address == 0 && count == -1) {
-        if ((kinds & 7) == 7) {
-            machine_->ClearAllBreaks();
-            return true;
-        }
+        // (0, 7, -1) removes every breakpoint; other kinds clear just those everywhere.
+        machine_->ClearAllBreaks(static_cast<uint8_t>(kinds & 7));
+        return true;
     }
     int bank;
     uint16_t start;

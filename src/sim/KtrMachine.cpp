@@ -205,8 +205,9 @@ bool KtrMachine::ChangeBreak(int bank, uint16_t address, uint8_t kinds, bool set
     return true;
 }
 
-void KtrMachine::ClearAllBreaks() {
-    std::fill(flags_.begin(), flags_.end(), 0);
+void KtrMachine::ClearAllBreaks(uint8_t kinds) {
+    for (uint8_t& f : flags_)
+        f = static_cast<uint8_t>(f & ~kinds);
     RebuildMaps();
 }
 

@@ -161,7 +161,8 @@ public:
     uint8_t BreakFlags(int bank, uint16_t address) const;
     // Sets (set) or clears the kinds on the byte; false where nothing exists.
     bool ChangeBreak(int bank, uint16_t address, uint8_t kinds, bool set);
-    void ClearAllBreaks();
+    // Clears the kinds on every byte of the machine.
+    void ClearAllBreaks(uint8_t kinds = 7);
     // Call after a batch of ChangeBreak calls.
     void BreaksChanged() { RebuildMaps(); }
 

@@ -18,8 +18,13 @@ BxError UnknownPinset(const std::string& device, const std::string& pinset) {
 // ---- WiredDevice ------------------------------------------------------------------------------
 
 WiredDevice::~WiredDevice() {
+    Leave();
+}
+
+void WiredDevice::Leave() {
     if (hub_)
         hub_->Leave(id_, this);
+    hub_.reset();
 }
 
 bool WiredDevice::Join(int32_t hubHandle, int32_t deviceId) {

@@ -35,6 +35,9 @@ public:
 
 protected:
     bool Join(int32_t hubHandle, int32_t deviceId);
+    // Leaves the hub. Every device calls it first thing in its destructor, so that the hub
+    // never calls into a device that is half destroyed.
+    void Leave();
     // Drives an output pin set, if connected. Call with the hub's lock held or not at all.
     void Drive(int32_t pin, uint32_t level, uint32_t driven);
     // The hub's lock, or a lock of nothing when the device is not connected: the panel calls
@@ -53,6 +56,7 @@ public:
     // The panel's buffer keeps the most recent ten seconds.
     static constexpr std::size_t kBufferLimit = 10 * kSampleRate;
 
+    ~SimSpeaker() override { Leave(); }
     bool Connect(int32_t hubHandle, int32_t deviceId) override;
     int32_t PinsetId(const std::string& pinset) override;
 
@@ -91,6 +95,7 @@ public:
     static constexpr int32_t kLed = 0;
     static constexpr int32_t kButton = 1;
 
+    ~SimSimpleUI() override { Leave(); }
     bool Connect(int32_t hubHandle, int32_t deviceId) override;
     int32_t PinsetId(const std::string& pinset) override;
 
@@ -121,6 +126,7 @@ public:
     static constexpr int32_t kRow = 0;
     static constexpr int32_t kColumn = 1;
 
+    ~SimKeypad() override { Leave(); }
     bool Connect(int32_t hubHandle, int32_t deviceId) override;
     int32_t PinsetId(const std::string& pinset) override;
     // "Rows" and "Columns" (1 to 8, default 4) and "Keys" (the labels row by row, separated

@@ -153,6 +153,10 @@ nmi:    rti
     ASSERT_TRUE(board.Emu->ClearBreak(0x0300, 2, 1));
     ASSERT_TRUE(board.Emu->GetBreakFlags(0x0300, flags, 1));
     EXPECT_EQ(flags, std::vector<int32_t>{4});
+    ASSERT_TRUE(board.Emu->SetBreak(0x0302, 2, 1));
+    ASSERT_TRUE(board.Emu->ClearBreak(0, 2, -1)) << "one kind everywhere";
+    ASSERT_TRUE(board.Emu->GetBreakFlags(0x0300, flags, 3));
+    EXPECT_EQ(flags, (std::vector<int32_t>{4, 4, 0}));
     ASSERT_TRUE(board.Emu->ClearBreak(0, 7, -1));
     ASSERT_TRUE(board.Emu->GetBreakFlags(0x02FF, flags, 4));
     EXPECT_EQ(flags, (std::vector<int32_t>{0, 0, 0, 0}));

@@ -87,7 +87,9 @@ TEST(KtrThreads, AStopPostedBeforeANewRunIsNotDelivered) {
     while (board.Emu->IsRunning())
         std::this_thread::sleep_for(1ms);
     board.Emu->Reset();
-    board.Emu->WriteMemory(0x0200, count = 1, {200});
+    // About 80 ms in real time: long enough to be still running when the queue runs.
+    board.Emu->WriteMemory(0x0200, count = 1, {0});
+    board.Emu->SetUnthrottled(false);
     board.Emu->Run();
     board.Dispatcher.RunPending();
     EXPECT_TRUE(board.Stops.empty()) << "the first run's stop is stale once a new Run started";
@@ -146,6 +148,39 @@ nmi:    rti
         EXPECT_GT(changes, 10) << "the target ran between the calls";
         EXPECT_TRUE(board.Emu->Stop());
     }
+}
+
+TEST(KtrThreads, DevicesAndHubMayGoWhileTheTargetDrivesThem) {
+    REQUIRE_CA65();
+    KtrBoard board(emulator_model::kKTR311);
+    auto hub = SimHub::Create();
+    board.Emu->AttachHub(hub->HubHandle(), device_id::kEmulator);
+    auto ui = std::make_unique<SimSimpleUI>();
+    auto speaker = std::make_unique<SimSpeaker>();
+    ASSERT_TRUE(ui->Connect(hub->HubHandle(), device_id::kSimpleUI));
+    ASSERT_TRUE(speaker->Connect(hub->HubHandle(), device_id::kSpeaker));
+    ASSERT_TRUE(hub->ConnectDigital(2002, 0, 0xFF, 2003, 0, 0xFF));
+    ASSERT_TRUE(hub->ConnectAnalog(2002, 3, 2001, 0));
+    LOAD(board, Program(R"(
+reset:  lda #$FF
+        sta P0DIR
+loop:   inc P0
+        inc DAC
+        bra loop
+irq:
+nmi:    rti
+)"));
+    board.Emu->SetUnthrottled(true);
+    board.Emu->Run();
+    std::this_thread::sleep_for(10ms);
+    ui->PressButton(1);
+    ui.reset();
+    std::this_thread::sleep_for(5ms);
+    speaker.reset();
+    hub.reset(); // the emulator still holds it
+    std::this_thread::sleep_for(5ms);
+    EXPECT_TRUE(board.Emu->Stop());
+    EXPECT_NE(board.Peek(sfr::kP0), 0xEE);
 }
 
 // Simulated time against real time at 25%, 100% and 200%. The host may fall behind under load
