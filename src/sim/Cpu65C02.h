@@ -82,6 +82,15 @@ template <class B>
 concept ExecuteCheckBus = requires(B& b, uint16_t pc) {
     { b.ExecuteBreak(pc) } -> std::convertible_to<bool>;
 };
+//   - an ExecuteCheckBus may also offer FetchBlock(pc): a host pointer p such that the opcode
+//     at pc is p[pc & 63], or null. Run() then takes each opcode from there without a bus call
+//     (its cycle still counts) and asks ExecuteBreak only where the pointer is null, so one
+//     table lookup serves both the breakpoint check and the fetch. The bus hands out a
+//     pointer only where an opcode fetch has no side effect and no breakpoint.
+template <class B>
+concept FetchBlockBus = ExecuteCheckBus<B> && requires(B& b, uint16_t pc) {
+    { b.FetchBlock(pc) } -> std::convertible_to<const uint8_t*>;
+};
 //   - a bus whose static constexpr bool kRunReturnsOnStp is true makes Run() return as soon as
 //     STP has executed, instead of letting the rest of the budget pass idle (a debugger wants
 //     the stop, and the cycle count, at the STP).
@@ -230,6 +239,14 @@ public:
             Core c{*this};
             uint64_t executed = 0;
             do {
+                if constexpr (FetchBlockBus<Bus>) {
+                    const uint8_t* block = bus_.FetchBlock(c.r.PC);
+                    if (block != nullptr) [[likely]] {
+                        c.ExecuteFetched(block[c.r.PC & 0x3F]);
+                        ++executed;
+                        continue;
+                    }
+                }
                 if constexpr (ExecuteCheckBus<Bus>) {
                     if (bus_.ExecuteBreak(c.r.PC)) [[unlikely]] {
                         stopRequested_ = true;
@@ -519,7 +536,15 @@ private:
             r.PC = static_cast<uint16_t>(lo | (hi << 8));
         }
 
-        void Execute();
+        void Execute() { Dispatch(Fetch()); }
+        // The opcode taken from host memory the bus handed out (FetchBlock): its cycle counts
+        // without a bus call.
+        BX_SIM_INLINE void ExecuteFetched(uint8_t op) {
+            ++cyc;
+            ++r.PC;
+            Dispatch(op);
+        }
+        void Dispatch(uint8_t op);
     };
 
     // True when the only input needing attention is an IRQ that I masks: the fast path may go
@@ -583,8 +608,7 @@ private:
 };
 
 template <class Bus>
-BX_SIM_INLINE void Cpu65C02<Bus>::Core::Execute() {
-    const uint8_t op = Fetch();
+BX_SIM_INLINE void Cpu65C02<Bus>::Core::Dispatch(const uint8_t op) {
     switch (op) {
         // ---- Loads, stores, ALU: the eight-instruction group ----
 #define BX_ALU_READ_MODES(base, DO)                                                                \

@@ -92,6 +92,7 @@ void KtrMachine::MapBlock(int block) {
         readMap_[block] = openBus_.data();
         writeMap_[block] = nullptr;
         execMap_[block] = 1;
+        fetchMap_[block] = nullptr;
         return;
     }
     uint8_t kinds = 0;
@@ -103,6 +104,7 @@ void KtrMachine::MapBlock(int block) {
     readMap_[block] = (sfrBlock || vectorBlock || (kinds & kBreakRead)) ? nullptr : host;
     writeMap_[block] = (sfrBlock || !IsRamOffset(off) || (kinds & kBreakWrite)) ? nullptr : host;
     execMap_[block] = (kinds & kBreakExecute) ? 1 : 0;
+    fetchMap_[block] = (kinds & kBreakExecute) ? nullptr : readMap_[block];
 }
 
 void KtrMachine::RebuildMaps() {

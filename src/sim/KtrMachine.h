@@ -188,6 +188,11 @@ public:
     [[gnu::always_inline]] inline bool ExecuteBreak(uint16_t pc) {
         return execMap_[pc >> kBlockShift] != 0 && ExecuteSlow(pc);
     }
+    // Plain memory with no execute or read breakpoint in the block: the CPU may take the
+    // opcode from here directly.
+    [[gnu::always_inline]] inline const uint8_t* FetchBlock(uint16_t pc) const {
+        return fetchMap_[pc >> kBlockShift];
+    }
 
 private:
     static constexpr int kBlockShift = 6;
@@ -242,6 +247,7 @@ private:
     std::array<const uint8_t*, kBlocks> readMap_{};
     std::array<uint8_t*, kBlocks> writeMap_{};
     std::array<uint8_t, kBlocks> execMap_{};
+    std::array<const uint8_t*, kBlocks> fetchMap_{};
     std::array<uint8_t, 1 << kBlockShift> openBus_{};
 
     // Breakpoint state of the current RunFor.
