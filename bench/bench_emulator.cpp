@@ -170,6 +170,50 @@ void BM_KtrExtendedOpcodesTest(benchmark::State& state) {
 }
 BENCHMARK(BM_KtrExtendedOpcodesTest)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 
+// (a) without the emulator's thread: the machine run on the benchmark's own thread in slices
+// of a million cycles, as the worker runs it. Beside BM_ExtendedOpcodesTestRun of bench_cpu
+// (flat RAM) it shows what the MCU's memory map costs.
+void BM_KtrMachineExtendedOpcodesTest(benchmark::State& state) {
+    const auto file = SharedFolder() / "cputests/dormann/65C02_extended_opcodes_test.bin";
+    std::ifstream in(file, std::ios::binary);
+    const std::vector<uint8_t> image{std::istreambuf_iterator<char>(in),
+                                     std::istreambuf_iterator<char>()};
+    if (image.size() != 0x10000) {
+        state.SkipWithError(("CPU test program data is absent: " + file.string()).c_str());
+        return;
+    }
+    uint64_t instructions = 0, cycles = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto machine = std::make_unique<sim::KtrMachine>(*sim::FindKtrModel(24), nullptr);
+        for (uint32_t a = 0; a < 0x10000; ++a)
+            if (a < sim::sfr::kBase || a >= sim::sfr::kEnd)
+                machine->Poke(0, static_cast<uint16_t>(a), image[a]);
+        machine->Registers().PC = 0x0400;
+        machine->ChangeBreak(0, 0x24F1, 1, true);
+        machine->BreaksChanged();
+        const uint64_t i0 = machine->Instructions(), c0 = machine->Cycles();
+        state.ResumeTiming();
+        sim::MachineStop stop;
+        bool first = true;
+        do {
+            stop = machine->RunFor(1'000'000, !first);
+            first = false;
+        } while (stop.Cause == sim::StopCause::None);
+        if (stop.Address != 0x24F1) {
+            state.SkipWithError("the test program did not reach its success trap");
+            return;
+        }
+        instructions += machine->Instructions() - i0;
+        cycles += machine->Cycles() - c0;
+    }
+    state.counters["instr/s"] =
+        benchmark::Counter(static_cast<double>(instructions), benchmark::Counter::kIsRate);
+    state.counters["cycles/s"] =
+        benchmark::Counter(static_cast<double>(cycles), benchmark::Counter::kIsRate);
+}
+BENCHMARK(BM_KtrMachineExtendedOpcodesTest)->Unit(benchmark::kMillisecond);
+
 // (b)
 void BM_KtrTightLoop(benchmark::State& state) {
     platform::QueueDispatcher dispatcher;
