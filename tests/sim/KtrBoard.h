@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace bx::sim::testing {
@@ -83,6 +84,19 @@ public:
     bool WaitForStops(std::size_t n,
                       std::chrono::milliseconds timeout = std::chrono::milliseconds(10000)) {
         return Dispatcher.RunUntil([&] { return Stops.size() >= n; }, timeout);
+    }
+
+    // While the target runs: waits until it has run at least cycles more (the worker may be
+    // slow to get a processor on a loaded machine). False at the timeout.
+    bool Advance(uint64_t cycles, std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
+        const uint64_t target = Emu->Cycles() + cycles;
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        while (Emu->Cycles() < target) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return true;
     }
 
     // Run, then wait for the next stop.

@@ -117,16 +117,16 @@ nmi:    rti
     EXPECT_EQ(ui.LitLeds(), 0x00) << "after reset every pin is an input";
     board.Emu->SetUnthrottled(true);
     board.Emu->Run();
-    std::this_thread::sleep_for(20ms);
+    ASSERT_TRUE(board.Advance(20'000));
     EXPECT_EQ(ui.LitLeds(), 0x05);
     EXPECT_EQ(ui.LedLevels(), 0xF5);
     EXPECT_EQ(board.Peek(0x0200), 0xFF) << "nothing pressed: pull-ups";
     ui.PressButton(0);
     ui.PressButton(2); // P1.2 is an output: the pin reads its latch
-    std::this_thread::sleep_for(20ms);
+    ASSERT_TRUE(board.Advance(20'000));
     EXPECT_EQ(board.Peek(0x0200), 0xFE);
     ui.ReleaseButton(0);
-    std::this_thread::sleep_for(20ms);
+    ASSERT_TRUE(board.Advance(20'000));
     EXPECT_EQ(board.Peek(0x0200), 0xFF);
     EXPECT_TRUE(board.Emu->Stop());
     EXPECT_EQ(ui.HeldButtons(), 0x04);
@@ -175,7 +175,7 @@ nmi:    rti
     keypad.PressKey(2, 1); // "8"
     board.Emu->SetUnthrottled(true);
     board.Emu->Run();
-    std::this_thread::sleep_for(20ms);
+    ASSERT_TRUE(board.Advance(20'000));
     ASSERT_TRUE(board.Emu->Stop());
     EXPECT_EQ(board.Peek(0x0200), 0x0F);
     EXPECT_EQ(board.Peek(0x0201), 0x0F);
@@ -184,7 +184,7 @@ nmi:    rti
     keypad.ReleaseKey(2, 1);
     keypad.PressKey(0, 3);
     board.Emu->Run();
-    std::this_thread::sleep_for(20ms);
+    ASSERT_TRUE(board.Advance(20'000));
     ASSERT_TRUE(board.Emu->Stop());
     EXPECT_EQ(board.Peek(0x0200), 0x07);
     EXPECT_EQ(board.Peek(0x0202), 0x0F);
