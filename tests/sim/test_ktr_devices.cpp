@@ -3,6 +3,7 @@
 #include "KtrBoard.h"
 #include "foundation/Error.h"
 #include "sim/SimDevices.h"
+#include "sim/SimTargetFactory.h"
 #include "sim/WavWriter.h"
 
 #include <fstream>
@@ -293,6 +294,37 @@ nmi:    rti
     EXPECT_EQ(wav.substr(8, 8), "WAVEfmt ");
     EXPECT_EQ(wav.substr(36, 4), "data");
     EXPECT_EQ(static_cast<uint8_t>(wav[24]) | (static_cast<uint8_t>(wav[25]) << 8), 44100 & 0xFFFF);
+}
+
+// Power-on's order: hub with its rate, the emulator joins, the model, the devices and wires
+// by the names of the appliance's wires, all through the factory's interfaces.
+TEST(SimTargetFactory, PowerOnWiresTheSimulatorThroughTheInterfaces) {
+    platform::QueueDispatcher dispatcher;
+    SimTargetFactory factory(dispatcher, nullptr);
+    EXPECT_EQ(factory.CreateSymbolLibrary(), nullptr);
+    std::shared_ptr<DeviceHub> hub = factory.CreateHub();
+    hub->SetParameter("Multiplier", 1);
+    hub->SetParameter("Divider", 4);
+    EXPECT_EQ(hub->Start(), 0);
+    std::shared_ptr<Emulator> emu = factory.CreateEmulator();
+    emu->AttachHub(hub->HubHandle(), device_id::kEmulator);
+    emu->SetModel(emulator_model::kKTR311);
+    std::unique_ptr<SimpleUI> ui = factory.CreateSimpleUI();
+    std::unique_ptr<Speaker> speaker = factory.CreateSpeaker();
+    std::unique_ptr<Keypad> keypad = factory.CreateKeypad();
+    keypad->SetParameter("Rows", "2");
+    EXPECT_TRUE(ui->Connect(hub->HubHandle(), device_id::kSimpleUI));
+    EXPECT_TRUE(speaker->Connect(hub->HubHandle(), device_id::kSpeaker));
+    EXPECT_TRUE(keypad->Connect(hub->HubHandle(), device_id::kKeypad));
+    EXPECT_TRUE(
+        hub->ConnectDigital(2002, emu->GetPortId("P0"), 0xFF, 2003, ui->PinsetId("LED"), 0xFF));
+    EXPECT_TRUE(hub->ConnectAnalog(2002, emu->GetPortId("DAC"), 2001, speaker->PinsetId("Audio")));
+    EXPECT_TRUE(hub->ConnectDigital(2004, keypad->PinsetId("Column"), 0x0F, 2002,
+                                    emu->GetPortId("P2"), 0x0F));
+    // The emulator drives the LEDs once a program sets P0 up: here the debugger does.
+    int32_t count = 2;
+    emu->WriteMemory(sfr::kP0, count, {0x81, 0xFF});
+    EXPECT_EQ(static_cast<SimSimpleUI&>(*ui).LitLeds(), 0x81);
 }
 
 TEST(WavWriter, TheHeaderDescribesSixteenBitMonoPcm) {
