@@ -31,6 +31,18 @@ private:
 
 Appliance::Appliance() : toolsPath_(platform::ProgramFolder() + "\\") {}
 
+Appliance::~Appliance() {
+    ReleaseBuildGraph();
+}
+
+void Appliance::ReleaseBuildGraph() {
+    if (buildTargets_)
+        for (const auto& entry : *buildTargets_)
+            entry.item->Sources.reset();
+    if (runTarget_)
+        runTarget_->Sources.reset();
+}
+
 bool Appliance::OptionAt(int index) const {
     const bool options[] = {Option1, Option2, Option3, Option4, Option5, Option6, Option7, Option8};
     return index >= 1 && index <= 8 && options[index - 1];

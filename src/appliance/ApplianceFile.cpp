@@ -314,6 +314,12 @@ void Appliance::WriteWatch(XmlNode& debugging, Watch& watch, const Watch* parent
             WriteWatch(debugging, *child, &watch);
 }
 
+std::string Appliance::ToXml() {
+    XmlDocument document;
+    WriteDocument(document);
+    return document.ToText();
+}
+
 // ==== Reader ==============================================================================
 
 bool Appliance::Load(const std::string& Path) {
@@ -351,6 +357,7 @@ bool Appliance::ReadDocument(const XmlDocument& document) {
     const bool currentForm = !(Version < kFileVersion);
     StateChange(11002);
 
+    ReleaseBuildGraph();
     peripherals_ = std::make_unique<bx::Peripherals>();
     views_ = std::make_unique<bx::Views>();
     desktops_ = std::make_unique<bx::Desktops>();
@@ -639,7 +646,9 @@ bool Appliance::ReadDocument(const XmlDocument& document) {
             if (!parent)
                 parent = watches_->Item(parentTitle, "");
         }
-        if (parent)
+        // A watch that would be its own parent (a repeated title naming itself) stays at top
+        // level: a cycle would never be freed and never end a walk down the tree.
+        if (parent && parent != watch)
             parent->Children().AddItem(watch);
     }
 
