@@ -1,5 +1,6 @@
 #include "cli/CliMain.h"
 
+#include "cli/ApplianceCommands.h"
 #include "cli/CpuCommands.h"
 #include "cli/SettingsCommands.h"
 #include "frame/ProductInfo.h"
@@ -14,6 +15,7 @@ void PrintUsage(std::ostream& out) {
            "\n"
            "commands:\n"
            "  demo        describe the product and what this build can do\n"
+           "  appliance   show or rewrite an appliance file (.apl)\n"
            "  settings    show or rewrite a global settings file (BX.gss)\n";
     PrintCpuCommandsUsage(out);
 }
@@ -34,6 +36,8 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     }
     if (IsCpuCommand(args[0]))
         return RunCpuCommand(args, out, err);
+    if (args[0] == "appliance")
+        return RunAppliance(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     if (args[0] == "settings")
         return RunSettings(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     err << "tessarine-cli: unknown command \"" << args[0] << "\"\n";

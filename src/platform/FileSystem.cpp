@@ -20,7 +20,9 @@ namespace bx::platform {
 namespace fs = std::filesystem;
 
 namespace {
-fs::path Native(const std::string& path) { return fs::path(ToNativePath(path)); }
+fs::path Native(const std::string& path) {
+    return fs::path(ToNativePath(path));
+}
 
 // The parent folder of a native path; "." for a bare file name.
 fs::path ParentOf(const fs::path& path) {
@@ -113,6 +115,12 @@ bool SetCurrentDirectory(const std::string& path) {
     return !ec;
 }
 
+std::string AbsolutePath(const std::string& path) {
+    std::error_code ec;
+    fs::path absolute = fs::absolute(Native(path), ec);
+    return ec ? path : FromNativePath(absolute.lexically_normal().string());
+}
+
 std::vector<std::string> ListFolder(const std::string& path) {
     std::vector<std::string> names;
     std::error_code ec;
@@ -140,9 +148,9 @@ std::optional<std::string> ReadFile(const std::string& path) {
 bool WriteFileAtomic(const std::string& path, const std::string& content) {
     static std::atomic<unsigned> counter{0};
     fs::path target = Native(path);
-    fs::path temp = ParentOf(target) / ("." + target.filename().string() + ".tmp" +
-                                        std::to_string(::getpid()) + "-" +
-                                        std::to_string(counter++));
+    fs::path temp =
+        ParentOf(target) / ("." + target.filename().string() + ".tmp" + std::to_string(::getpid()) +
+                            "-" + std::to_string(counter++));
     int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0)
         return false;

@@ -30,6 +30,8 @@ bool CreateFolder(const std::string& path);
 std::string CurrentDirectory();
 // Sets the current directory; false when the folder does not exist.
 bool SetCurrentDirectory(const std::string& path);
+// The path made absolute against the current directory (no links resolved), backslash form.
+std::string AbsolutePath(const std::string& path);
 // The names (not paths) of the entries of a folder, sorted.
 std::vector<std::string> ListFolder(const std::string& path);
 
