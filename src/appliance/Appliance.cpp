@@ -16,17 +16,6 @@ T& CreatedOnFirstUse(std::unique_ptr<T>& collection) {
     return *collection;
 }
 
-// Changes back to the directory that was current at construction, also when saving failed.
-class DirectoryRestorer {
-public:
-    DirectoryRestorer() : previous_(platform::CurrentDirectory()) {}
-    ~DirectoryRestorer() { platform::SetCurrentDirectory(previous_); }
-    DirectoryRestorer(const DirectoryRestorer&) = delete;
-    DirectoryRestorer& operator=(const DirectoryRestorer&) = delete;
-
-private:
-    std::string previous_;
-};
 } // namespace
 
 Appliance::Appliance() : toolsPath_(platform::ProgramFolder() + "\\") {}
@@ -93,7 +82,7 @@ void Appliance::Save(bool Force) {
     if (Force || dirty_) {
         platform::XmlDocument document;
         WriteDocument(document);
-        DirectoryRestorer restorer;
+        platform::ScopedCurrentDirectory restorer;
         ChangeDirAndDrive(Folder);
         const std::string fileName = Title + ".apl";
         if (!document.SaveFile(fileName))

@@ -75,24 +75,6 @@ bool Read(const XmlNode& node, const char* name, std::string& target) {
     return false;
 }
 
-// Text to boolean as the file's writers produce it: "True"/"False" in any case, or a number
-// (non-zero is true). Anything else is no boolean.
-std::optional<bool> TextToBool(const std::string& text) {
-    std::string lower;
-    for (char c : text)
-        lower += static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-    if (lower == "true")
-        return true;
-    if (lower == "false")
-        return false;
-    int32_t bank = 0;
-    bool failed = false;
-    int32_t number = ParseNumber(text, bank, failed);
-    if (failed || text.empty())
-        return std::nullopt;
-    return number != 0;
-}
-
 // A single-precision number from its whole text, or nothing.
 std::optional<float> TextToSingle(const std::string& text) {
     if (text.empty())

@@ -32,6 +32,18 @@ std::string CurrentDirectory();
 bool SetCurrentDirectory(const std::string& path);
 // The path made absolute against the current directory (no links resolved), backslash form.
 std::string AbsolutePath(const std::string& path);
+// Puts the current directory back when it goes out of scope, whatever happened meanwhile.
+class ScopedCurrentDirectory {
+public:
+    ScopedCurrentDirectory() : saved_(CurrentDirectory()) {}
+    ~ScopedCurrentDirectory() { SetCurrentDirectory(saved_); }
+    ScopedCurrentDirectory(const ScopedCurrentDirectory&) = delete;
+    ScopedCurrentDirectory& operator=(const ScopedCurrentDirectory&) = delete;
+
+private:
+    std::string saved_;
+};
+
 // The names (not paths) of the entries of a folder, sorted.
 std::vector<std::string> ListFolder(const std::string& path);
 
