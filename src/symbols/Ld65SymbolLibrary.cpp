@@ -410,9 +410,12 @@ std::optional<Failure> Reader::Read(std::string_view text) {
         if (record.empty())
             continue;
         std::string_view type;
-        if (!SplitRecord(record, type, fields_))
+        if (!SplitRecord(record, type, fields_)) {
+            if (!haveVersion)
+                return Fail("the file doesn't start with a version record: not an ld65 debug file");
             return Fail("a record that can't be read: \"" + std::string(record.substr(0, 60)) +
                         "\"");
+        }
         if (!haveVersion) {
             if (type != "version")
                 return Fail("the file doesn't start with a version record: not an ld65 debug file");
@@ -444,6 +447,10 @@ std::optional<Failure> Reader::Read(std::string_view text) {
     }
     if (!haveVersion)
         return Failure{lineNumber_, "the file is empty: not an ld65 debug file"};
+    // ld65 ends every record with a line end; a last record without one was cut off, maybe in
+    // the middle of a number that still reads as one.
+    if (text.back() != '\n')
+        return Failure{lineNumber_, "the last record has no line end: the file is cut off"};
     if (!haveInfo)
         return Failure{lineNumber_, "no info record"};
     for (int k = 0; k < kKinds; ++k)
