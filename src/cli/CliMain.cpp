@@ -3,6 +3,7 @@
 #include "cli/ApplianceCommands.h"
 #include "cli/CpuCommands.h"
 #include "cli/SettingsCommands.h"
+#include "cli/SymbolCommands.h"
 #include "frame/ProductInfo.h"
 
 #include <iostream>
@@ -18,6 +19,7 @@ void PrintUsage(std::ostream& out) {
            "  appliance   show or rewrite an appliance file (.apl)\n"
            "  settings    show or rewrite a global settings file (BX.gss)\n";
     PrintCpuCommandsUsage(out);
+    PrintSymbolsUsage(out);
 }
 } // namespace
 
@@ -40,6 +42,8 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         return RunAppliance(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     if (args[0] == "settings")
         return RunSettings(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
+    if (args[0] == "symbols")
+        return RunSymbols(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     err << "tessarine-cli: unknown command \"" << args[0] << "\"\n";
     PrintUsage(err);
     return 2;
