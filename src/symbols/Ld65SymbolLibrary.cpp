@@ -17,6 +17,10 @@ namespace {
 
 constexpr int64_t kSlice = 0x4000;         // one bank, and the unit of the ROM image layout
 constexpr int64_t kUnbankedBytes = 0x8000; // the unbanked area at the head of the image
+// FindSource's buckets: 1 KB of address space each, over the 24-bit addresses the linker can
+// place code at (16,384 buckets).
+constexpr int kBucketShift = 10;
+constexpr int64_t kBucketedAddresses = int64_t{1} << 24;
 
 // A parse failure: where and what. Carried by value, never thrown.
 struct Failure {
@@ -527,9 +531,11 @@ void Ld65SymbolLibrary::SplitSourcePath(const std::string& recorded, std::string
 void Ld65SymbolLibrary::Clear() {
     files_.clear();
     lineAddresses_.clear();
+    fileLines_.clear();
+    denseAddresses_.clear();
+    rangeBuckets_.clear();
     rangeStarts_.clear();
-    rangeFiles_.clear();
-    rangeLines_.clear();
+    rangeSources_.clear();
     symbols_.clear();
 }
 
@@ -619,8 +625,7 @@ bool Ld65SymbolLibrary::LoadText(const std::string& text, const std::string& pat
     std::priority_queue<std::size_t, std::vector<std::size_t>, decltype(worse)> active(worse);
     std::size_t next = 0;
     rangeStarts_.reserve(bounds.size());
-    rangeFiles_.reserve(bounds.size());
-    rangeLines_.reserve(bounds.size());
+    rangeSources_.reserve(bounds.size());
     for (int64_t at : bounds) {
         while (next < covers.size() && covers[next].Start == at)
             active.push(next++);
@@ -631,12 +636,15 @@ bool Ld65SymbolLibrary::LoadText(const std::string& text, const std::string& pat
             file = covers[active.top()].File;
             line = covers[active.top()].Line;
         }
-        if (!rangeFiles_.empty() && rangeFiles_.back() == file && rangeLines_.back() == line)
+        if (!rangeSources_.empty() && rangeSources_.back().File == file &&
+            rangeSources_.back().Line == line)
             continue; // the same answer goes on
         rangeStarts_.push_back(at);
-        rangeFiles_.push_back(file);
-        rangeLines_.push_back(line);
+        rangeSources_.push_back(RangeSource{file, line});
     }
+
+    BuildLineTables();
+    BuildRangeBuckets();
 
     // Scope prefixes for symbols inside named scopes ("outer::inner").
     std::vector<std::string> prefixes(reader.Scopes.size());
@@ -708,28 +716,90 @@ bool Ld65SymbolLibrary::GetSourceFile(int32_t index, std::string& folder, std::s
 }
 
 int32_t Ld65SymbolLibrary::GetAddress(int32_t fileIndex, int32_t line) {
-    if (fileIndex < 0 || line < 0)
+    if (fileIndex < 0 || fileIndex >= static_cast<int32_t>(fileLines_.size()))
         return -1;
+    const FileLines& table = fileLines_[static_cast<std::size_t>(fileIndex)];
+    if (line < table.FirstLine || line > table.LastLine)
+        return -1;
+    if (table.Dense)
+        return denseAddresses_[table.Begin + static_cast<std::size_t>(line - table.FirstLine)];
     uint64_t key = (static_cast<uint64_t>(static_cast<uint32_t>(fileIndex)) << 32) |
                    static_cast<uint32_t>(line);
-    auto it = std::lower_bound(lineAddresses_.begin(), lineAddresses_.end(), key,
-                               [](const LineAddress& entry, uint64_t k) { return entry.Key < k; });
-    if (it == lineAddresses_.end() || it->Key != key)
+    auto end = lineAddresses_.begin() + static_cast<std::ptrdiff_t>(table.End);
+    auto it =
+        std::lower_bound(lineAddresses_.begin() + static_cast<std::ptrdiff_t>(table.Begin), end,
+                         key, [](const LineAddress& entry, uint64_t k) { return entry.Key < k; });
+    if (it == end || it->Key != key)
         return -1;
     return it->Address;
 }
 
 bool Ld65SymbolLibrary::FindSource(int32_t address, int32_t& fileIndex, int32_t& line) {
-    auto it =
-        std::upper_bound(rangeStarts_.begin(), rangeStarts_.end(), static_cast<int64_t>(address));
+    if (address < 0 || rangeStarts_.empty())
+        return false;
+    auto first = rangeStarts_.begin();
+    auto last = rangeStarts_.end();
+    auto bucket = static_cast<std::size_t>(address >> kBucketShift);
+    if (bucket + 1 < rangeBuckets_.size()) {
+        // The answer is the last range starting at or below address: inside this bucket, or
+        // the one just ahead of it.
+        first += rangeBuckets_[bucket];
+        last = rangeStarts_.begin() + rangeBuckets_[bucket + 1];
+    }
+    auto it = std::upper_bound(first, last, static_cast<int64_t>(address));
     if (it == rangeStarts_.begin())
         return false;
     std::size_t at = static_cast<std::size_t>(it - rangeStarts_.begin()) - 1;
-    if (rangeFiles_[at] < 0)
+    const RangeSource& source = rangeSources_[at];
+    if (source.File < 0)
         return false;
-    fileIndex = rangeFiles_[at];
-    line = rangeLines_[at];
+    fileIndex = source.File;
+    line = source.Line;
     return true;
+}
+
+void Ld65SymbolLibrary::BuildLineTables() {
+    fileLines_.assign(files_.size(), FileLines{});
+    std::size_t i = 0;
+    while (i < lineAddresses_.size()) {
+        auto file = static_cast<std::size_t>(lineAddresses_[i].Key >> 32);
+        std::size_t j = i;
+        while (j < lineAddresses_.size() && (lineAddresses_[j].Key >> 32) == file)
+            ++j;
+        FileLines& table = fileLines_[file];
+        table.FirstLine = static_cast<int32_t>(lineAddresses_[i].Key & 0xFFFFFFFFu);
+        table.LastLine = static_cast<int32_t>(lineAddresses_[j - 1].Key & 0xFFFFFFFFu);
+        int64_t width = int64_t{table.LastLine} - table.FirstLine + 1;
+        // Dense when it costs at most a few slots per line with code: an assembler file has
+        // code on most of its lines; a hand-made file with line 1 and line 2,000,000,000 has not.
+        table.Dense = width <= static_cast<int64_t>(j - i) * 4 + 64;
+        if (table.Dense) {
+            table.Begin = denseAddresses_.size();
+            denseAddresses_.resize(denseAddresses_.size() + static_cast<std::size_t>(width), -1);
+            for (std::size_t k = i; k < j; ++k)
+                denseAddresses_[table.Begin +
+                                static_cast<std::size_t>(
+                                    static_cast<int32_t>(lineAddresses_[k].Key & 0xFFFFFFFFu) -
+                                    table.FirstLine)] = lineAddresses_[k].Address;
+            table.End = denseAddresses_.size();
+        } else {
+            table.Begin = i;
+            table.End = j;
+        }
+        i = j;
+    }
+}
+
+void Ld65SymbolLibrary::BuildRangeBuckets() {
+    const std::size_t buckets = static_cast<std::size_t>(kBucketedAddresses >> kBucketShift);
+    rangeBuckets_.assign(buckets + 1, 0);
+    std::size_t at = 0;
+    for (std::size_t k = 0; k <= buckets; ++k) {
+        int64_t bucketStart = static_cast<int64_t>(k) << kBucketShift;
+        while (at < rangeStarts_.size() && rangeStarts_[at] < bucketStart)
+            ++at;
+        rangeBuckets_[k] = static_cast<uint32_t>(at);
+    }
 }
 
 int32_t

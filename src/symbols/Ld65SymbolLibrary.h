@@ -76,17 +76,37 @@ private:
         uint64_t Key;
         int32_t Address;
     };
+    // Where GetAddress finds the lines of one file: a dense run of addresses indexed by line
+    // (most files: their lines with code lie close together), or for a file whose line
+    // numbers are scattered, its sorted part of lineAddresses_.
+    struct FileLines {
+        int32_t FirstLine = 0;
+        int32_t LastLine = -1; // below FirstLine: no line with code
+        std::size_t Begin = 0; // into denseAddresses_ or lineAddresses_
+        std::size_t End = 0;
+        bool Dense = true;
+    };
 
     void Clear();
+    void BuildLineTables();
+    void BuildRangeBuckets();
 
     std::string loadError_;
     std::vector<SourceFile> files_;
     std::vector<LineAddress> lineAddresses_;
+    std::vector<FileLines> fileLines_;
+    std::vector<int32_t> denseAddresses_;
     // FindSource's map: rangeStarts_[i] up to rangeStarts_[i + 1] (exclusive) belongs to
-    // rangeFiles_[i] / rangeLines_[i]; a file of -1 is a gap. The last entry is always a gap.
+    // rangeSources_[i]; a file of -1 is a gap. The last entry is always a gap.
+    struct RangeSource {
+        int32_t File;
+        int32_t Line;
+    };
     std::vector<int64_t> rangeStarts_;
-    std::vector<int32_t> rangeFiles_;
-    std::vector<int32_t> rangeLines_;
+    std::vector<RangeSource> rangeSources_;
+    // rangeBuckets_[k]: the first range starting at or above k << kBucketShift, so that a
+    // look-up searches one bucket's few ranges instead of the whole map.
+    std::vector<uint32_t> rangeBuckets_;
     std::vector<SymbolDefinition> symbols_;
 };
 

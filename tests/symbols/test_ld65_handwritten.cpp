@@ -223,3 +223,95 @@ TEST(Ld65SourcePaths, RecordedPathsSplitIntoFolderAndNameInBackslashForm) {
 
 } // namespace
 } // namespace bx::symbols
+
+namespace bx::symbols {
+namespace {
+
+// ---- The look-up tables against a plain search ------------------------------------------------
+
+// A generated file of overlapping spans in an unbanked segment and a bank, lines of source and
+// of macro bodies, sparse and dense line numbers; every address of both areas and every line
+// is looked up in the library and by a plain search over the records, and the two must agree.
+TEST(Ld65LookupTables, FindSourceAndGetAddressAgreeWithAPlainSearchOverTheRecords) {
+    struct Span {
+        int seg, start, size;
+    };
+    struct Line {
+        int file, line, type, span;
+    };
+    uint32_t seed = 99;
+    auto next = [&seed](uint32_t range) {
+        seed = seed * 1664525u + 1013904223u;
+        return static_cast<int>((seed >> 8) % range);
+    };
+    std::vector<Span> spans;
+    std::vector<Line> lines;
+    for (int i = 0; i < 600; ++i) {
+        int seg = next(2);
+        int size = 1 + next(i % 7 == 0 ? 300 : 6); // some long spans that cover many others
+        spans.push_back({seg, next(0x1200 - size), size});
+        int file = next(3);
+        int line = file == 2 ? 1 + next(1000000) : 1 + next(400); // file 2: scattered lines
+        lines.push_back({file, line, next(4) == 0 ? 2 : 0, i});
+    }
+    std::string text =
+        "version\tmajor=2,minor=0\ninfo\tfile=3,line=" + std::to_string(lines.size()) +
+        ",seg=2,span=" + std::to_string(spans.size()) + ",sym=0,scope=0,mod=0\n";
+    for (int f = 0; f < 3; ++f)
+        text += "file\tid=" + std::to_string(f) + ",name=\"f" + std::to_string(f) + ".asm\"\n";
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        text += "line\tid=" + std::to_string(i) + ",file=" + std::to_string(lines[i].file) +
+                ",line=" + std::to_string(lines[i].line) +
+                ",type=" + std::to_string(lines[i].type) +
+                ",span=" + std::to_string(lines[i].span) + "\n";
+    text += "seg\tid=0,name=\"CODE\",start=0x8000,size=0x1200,type=ro,oname=\"r\",ooffs=0\n"
+            "seg\tid=1,name=\"BANK3\",start=0x4000,size=0x1200,type=ro,oname=\"r\",ooffs=" +
+            std::to_string(5 * 0x4000) + "\n";
+    for (std::size_t i = 0; i < spans.size(); ++i)
+        text += "span\tid=" + std::to_string(i) + ",seg=" + std::to_string(spans[i].seg) +
+                ",start=" + std::to_string(spans[i].start) +
+                ",size=" + std::to_string(spans[i].size) + "\n";
+    Ld65SymbolLibrary library;
+    ASSERT_TRUE(library.LoadText(text, "generated.sym")) << library.LoadError();
+
+    auto base = [](int seg) { return seg == 0 ? 0x8000 : 3 * 65536 + 0x4000; };
+    for (int seg = 0; seg < 2; ++seg)
+        for (int offset = -2; offset < 0x1202; ++offset) {
+            int32_t address = base(seg) + offset;
+            const Line* best = nullptr;
+            for (const Line& l : lines) {
+                const Span& s = spans[static_cast<std::size_t>(l.span)];
+                if (s.seg != seg || offset < s.start || offset >= s.start + s.size)
+                    continue;
+                if (best == nullptr)
+                    best = &l;
+                const Span& b = spans[static_cast<std::size_t>(best->span)];
+                bool macro = l.type == 2, bestMacro = best->type == 2;
+                if (macro != bestMacro ? !macro : s.size < b.size)
+                    best = &l; // lines come in record order, so the earlier wins a tie
+            }
+            int32_t file = -1, line = -1;
+            bool found = library.FindSource(address, file, line);
+            ASSERT_EQ(found, best != nullptr) << std::hex << address;
+            if (best != nullptr) {
+                ASSERT_EQ(file, best->file) << std::hex << address;
+                ASSERT_EQ(line, best->line) << std::hex << address;
+            }
+        }
+    for (const Line& probe : lines)
+        for (int delta : {-1, 0, 1}) {
+            int32_t lowest = -1;
+            for (const Line& l : lines)
+                if (l.file == probe.file && l.line == probe.line + delta) {
+                    const Span& s = spans[static_cast<std::size_t>(l.span)];
+                    int32_t address = base(s.seg) + s.start;
+                    if (lowest < 0 || address < lowest)
+                        lowest = address;
+                }
+            ASSERT_EQ(library.GetAddress(probe.file, probe.line + delta), lowest)
+                << "file " << probe.file << " line " << probe.line + delta;
+        }
+}
+
+} // namespace
+} // namespace bx::symbols
