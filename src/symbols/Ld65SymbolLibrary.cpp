@@ -124,7 +124,6 @@ struct LineRecord {
     // Offsets into the shared list of span ids.
     uint32_t FirstSpan = 0;
     uint32_t SpanCount = 0;
-    bool Present = false;
 };
 
 struct SegRecord {
@@ -132,20 +131,17 @@ struct SegRecord {
     int64_t Size = 0;
     int64_t OutputOffset = -1; // -1: in no output file
     bool Writable = false;
-    bool Present = false;
 };
 
 struct SpanRecord {
     int32_t Seg = -1;
     int64_t Start = 0;
     int64_t Size = 0;
-    bool Present = false;
 };
 
 struct ScopeRecord {
     std::string Name;
     int32_t Parent = -1;
-    bool Present = false;
 };
 
 struct SymRecord {
@@ -156,7 +152,6 @@ struct SymRecord {
     int32_t Scope = -1;
     bool CheapLocal = false;
     enum class Type { Label, Equate, Import } Kind = Type::Label;
-    bool Present = false;
 };
 
 // The record types whose counts the "info" line gives, in one table.
@@ -185,7 +180,7 @@ public:
 
 private:
     std::optional<Failure> Fail(std::string what) const { return Failure{lineNumber_, what}; }
-    // The field's number, or a failure message naming the key.
+    // The field named key, or nullptr.
     const Field* Find(std::string_view key) const {
         for (const Field& f : fields_)
             if (f.Key == key)
@@ -202,6 +197,7 @@ private:
 
     std::vector<Field> fields_;
     std::size_t lineNumber_ = 0;
+    std::size_t textSize_ = 0;
     int64_t counts_[kKinds] = {};
     int64_t seen_[kKinds] = {};
     std::vector<bool> taken_[kKinds];
@@ -252,9 +248,11 @@ std::optional<Failure> Reader::ReadInfo() {
         if (!OptionalNumber(kKindNames[k], count, error))
             return Fail("info: " + error);
         // A count beyond what the file could hold is a corrupt line, not a reason to reserve
-        // gigabytes: every record takes more than one byte.
-        if (count > 0x7FFFFFF)
-            return Fail(std::string("info: the ") + kKindNames[k] + " count is out of range");
+        // gigabytes: every record takes well over 8 bytes.
+        if (count > static_cast<int64_t>(textSize_ / 8))
+            return Fail(std::string("info: the ") + kKindNames[k] + " count " +
+                        std::to_string(count) +
+                        " is out of range: the file can't hold that many records");
         counts_[k] = count;
         taken_[k].assign(static_cast<std::size_t>(count), false);
     }
@@ -314,7 +312,6 @@ std::optional<Failure> Reader::ReadRecord(int kind) {
             }
         }
         line.SpanCount = static_cast<uint32_t>(LineSpans.size()) - line.FirstSpan;
-        line.Present = true;
         break;
     }
     case kSeg: {
@@ -329,7 +326,6 @@ std::optional<Failure> Reader::ReadRecord(int kind) {
             if (!Number("ooffs", seg.OutputOffset, error))
                 return Fail(where + error);
         }
-        seg.Present = true;
         break;
     }
     case kSpan: {
@@ -341,7 +337,6 @@ std::optional<Failure> Reader::ReadRecord(int kind) {
         if (seg >= counts_[kSeg])
             return Fail(where + "it names segment " + std::to_string(seg) + ", which isn't there");
         span.Seg = static_cast<int32_t>(seg);
-        span.Present = true;
         break;
     }
     case kScope: {
@@ -356,7 +351,6 @@ std::optional<Failure> Reader::ReadRecord(int kind) {
         if (parent >= counts_[kScope])
             return Fail(where + "its parent scope isn't there");
         scope.Parent = static_cast<int32_t>(parent);
-        scope.Present = true;
         break;
     }
     case kSym: {
@@ -389,7 +383,6 @@ std::optional<Failure> Reader::ReadRecord(int kind) {
         sym.Seg = static_cast<int32_t>(seg);
         sym.Scope = static_cast<int32_t>(scope);
         sym.CheapLocal = Find("parent") != nullptr;
-        sym.Present = true;
         break;
     }
     default:
@@ -400,6 +393,7 @@ std::optional<Failure> Reader::ReadRecord(int kind) {
 }
 
 std::optional<Failure> Reader::Read(std::string_view text) {
+    textSize_ = text.size();
     bool haveVersion = false;
     bool haveInfo = false;
     std::size_t pos = 0;
@@ -563,10 +557,8 @@ bool Ld65SymbolLibrary::LoadText(const std::string& text, const std::string& pat
 
     // Files.
     files_.resize(reader.FileNames.size());
-    for (std::size_t i = 0; i < files_.size(); ++i) {
+    for (std::size_t i = 0; i < files_.size(); ++i)
         SplitSourcePath(reader.FileNames[i], files_[i].Folder, files_[i].Name);
-        files_[i].Present = true;
-    }
 
     // Lines with code: their addresses, and the candidates for FindSource.
     std::vector<Cover> covers;
@@ -707,8 +699,7 @@ bool Ld65SymbolLibrary::LoadText(const std::string& text, const std::string& pat
 bool Ld65SymbolLibrary::GetSourceFile(int32_t index, std::string& folder, std::string& name) {
     folder.clear();
     name.clear();
-    if (index < 0 || index >= static_cast<int32_t>(files_.size()) ||
-        !files_[static_cast<std::size_t>(index)].Present)
+    if (index < 0 || index >= static_cast<int32_t>(files_.size()))
         return false;
     folder = files_[static_cast<std::size_t>(index)].Folder;
     name = files_[static_cast<std::size_t>(index)].Name;

@@ -69,7 +69,6 @@ private:
     struct SourceFile {
         std::string Folder;
         std::string Name;
-        bool Present = false;
     };
     // One line's code address, keyed (file << 32 | line) and sorted by the key.
     struct LineAddress {
