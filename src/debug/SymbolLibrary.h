@@ -7,7 +7,9 @@
 // Addresses are in the Emulator's address form, bank * 65536 + the 16-bit address. A symbol or
 // line in the bank window carries the bank it was linked into; everything else carries bank 0.
 // The bank follows from where the code lies in the ROM image: the first 32 KB of the image are
-// the unbanked area (bank 0), bank b starts at file offset (b + 2) * $4000.
+// the unbanked area (bank 0), bank b starts at file offset (b + 2) * $4000; a segment linked at
+// a 24-bit address carries its bank in the address itself. FindSource compares addresses as
+// they are given, so an address outside the bank window is asked for with bank 0.
 //
 // Source lines are numbered from 1, as the debug views number them. A source file's index is
 // the symbol file's own number for it (ld65's file id): the numbers run from 0 without gaps,

@@ -258,5 +258,28 @@ TEST(SymblerOnLd65File, TheBankedProgramGivesPathsLinesAndWatches) {
     EXPECT_EQ(TraceLines(folder).back(), "M1030 S1020 True");
 }
 
+TEST(SymblerOnLd65File, SourcePathsRebuildThePathTheLinkerRecordedRelativeOrRooted) {
+    TempFolder folder;
+    const std::vector<std::pair<std::string, std::string>> recorded = {
+        {"main.asm", "main.asm"},
+        {"src/b1.asm", "src\\b1.asm"},
+        {"src/inc/m.inc", "src\\inc\\m.inc"},
+        {"../up/y.inc", "..\\up\\y.inc"},
+        {"/abs/dir/x.asm", "\\abs\\dir\\x.asm"},
+        {"/root.asm", "\\root.asm"},
+    };
+    std::string text = "version\tmajor=2,minor=0\ninfo\tfile=" + std::to_string(recorded.size()) +
+                       ",line=0,seg=0,span=0,sym=0,scope=0,mod=0\n";
+    for (std::size_t i = 0; i < recorded.size(); ++i)
+        text += "file\tid=" + std::to_string(i) + ",name=\"" + recorded[i].first + "\"\n";
+    Diagnoser diagnoser(folder.Sub("vkbx.log"));
+    Symbler symbler([] { return std::make_unique<symbols::Ld65SymbolLibrary>(); }, diagnoser);
+    symbler.ListFilePath(folder.WriteFile("paths.sym", text));
+    ASSERT_TRUE(symbler.Loaded()) << symbler.LoadError();
+    for (std::size_t i = 0; i < recorded.size(); ++i)
+        EXPECT_EQ(symbler.GetSourcePath(static_cast<int32_t>(i)), recorded[i].second)
+            << recorded[i].first;
+}
+
 } // namespace
 } // namespace bx

@@ -221,12 +221,6 @@ TEST(Ld65SourcePaths, RecordedPathsSplitIntoFolderAndNameInBackslashForm) {
     }
 }
 
-} // namespace
-} // namespace bx::symbols
-
-namespace bx::symbols {
-namespace {
-
 // ---- The look-up tables against a plain search ------------------------------------------------
 
 // A generated file of overlapping spans in an unbanked segment and a bank, lines of source and
