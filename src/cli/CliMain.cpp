@@ -1,6 +1,7 @@
 #include "cli/CliMain.h"
 
 #include "cli/ApplianceCommands.h"
+#include "cli/BuildCommands.h"
 #include "cli/CpuCommands.h"
 #include "cli/SettingsCommands.h"
 #include "cli/SymbolCommands.h"
@@ -17,7 +18,9 @@ void PrintUsage(std::ostream& out) {
            "commands:\n"
            "  demo        describe the product and what this build can do\n"
            "  appliance   show or rewrite an appliance file (.apl)\n"
-           "  settings    show or rewrite a global settings file (BX.gss)\n";
+           "  settings    show or rewrite a global settings file (BX.gss)\n"
+           "  new         create an appliance from an MCU body's template\n"
+           "  build       build an appliance (.apl) and print the build messages\n";
     PrintCpuCommandsUsage(out);
     PrintSymbolsUsage(out);
 }
@@ -40,6 +43,10 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         return RunCpuCommand(args, out, err);
     if (args[0] == "appliance")
         return RunAppliance(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
+    if (args[0] == "new")
+        return RunNew(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
+    if (args[0] == "build")
+        return RunBuild(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     if (args[0] == "settings")
         return RunSettings(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     if (args[0] == "symbols")
