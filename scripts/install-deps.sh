@@ -9,6 +9,7 @@ packages=(
     libpugixml-dev libarchive-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     cc65 make gcab xvfb xauth
+    clang libclang-rt-14-dev
 )
 
 missing=()

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds with warnings as errors, runs the whole test suite, then
-# builds and runs it once more under AddressSanitizer and UndefinedBehaviorSanitizer.
-# Exits non-zero on any failure.
-#   scripts/test.sh           both passes
+# builds and runs it once more under AddressSanitizer and UndefinedBehaviorSanitizer, and
+# last fuzzes the two file readers for a short, bounded time. Exits non-zero on any failure.
+#   scripts/test.sh           all three
 #   scripts/test.sh --quick   the plain pass only
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -22,8 +22,16 @@ run_pass() {
     echo "=== build $dir"
     cmake --build "$dir" -j "$jobs"
     echo "=== test $dir"
-    (cd "$dir" && ctest --output-on-failure -j "$jobs" --timeout 600)
+    (cd "$dir" && ctest --output-on-failure -j "$jobs" --timeout 600) 2>&1 | tee "$dir.ctest.log"
+    # ctest's own summary: "100% tests passed, 0 tests failed out of 411".
+    local summary total failed skipped
+    summary=$(grep -E '^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+' "$dir.ctest.log" | tail -n 1)
+    total=$(sed -E 's/.* out of ([0-9]+).*/\1/' <<< "$summary")
+    failed=$(sed -E 's/.*passed, ([0-9]+) tests? failed.*/\1/' <<< "$summary")
+    skipped=$(grep -cE '^[[:space:]]+[0-9]+ - .* \(Skipped\)$' "$dir.ctest.log" || true)
+    summaries+=("$(basename "$dir"): $((total - failed - skipped)) passed, $failed failed, $skipped skipped")
 }
+summaries=()
 
 mkdir -p build
 run_pass build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
@@ -33,4 +41,24 @@ if [ $quick -eq 0 ]; then
     run_pass build/sanitize -DCMAKE_BUILD_TYPE=Debug -DTESSARINE_SANITIZE=ON \
         -DTESSARINE_BUILD_BENCH=OFF
 fi
+if [ $quick -eq 0 ]; then
+    echo "=== fuzz the file readers (30 s each)"
+    CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DTESSARINE_FUZZ=ON \
+        -DTESSARINE_BUILD_TESTS=OFF -DTESSARINE_BUILD_BENCH=OFF > build/fuzz.configure.log 2>&1 \
+        || { cat build/fuzz.configure.log; exit 1; }
+    cmake --build build/fuzz -j "$jobs" --target fuzz_settings_reader fuzz_appliance_reader
+    for reader in settings appliance; do
+        # New inputs go into a scratch folder, the checked-in seeds stay as they are, and a
+        # crashing input is written next to the scratch folder.
+        scratch=build/fuzz/corpus-$reader
+        mkdir -p "$scratch"
+        extra=()
+        [ -f "fuzz/$reader.dict" ] && extra+=("-dict=fuzz/$reader.dict")
+        "build/fuzz/bin/fuzz_${reader}_reader" -max_total_time=30 -timeout=10 \
+            -artifact_prefix=build/fuzz/ "${extra[@]}" "$scratch" "fuzz/corpus/$reader" \
+            > "build/fuzz/$reader.log" 2>&1 || { tail -n 60 "build/fuzz/$reader.log"; exit 1; }
+        echo "fuzz_${reader}_reader: $(grep -E '^Done [0-9]+ runs' "build/fuzz/$reader.log")"
+    done
+fi
 echo "=== all test passes succeeded"
+printf '%s\n' "${summaries[@]}"

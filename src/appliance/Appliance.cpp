@@ -16,20 +16,21 @@ T& CreatedOnFirstUse(std::unique_ptr<T>& collection) {
     return *collection;
 }
 
-// Changes back to the directory that was current at construction, also when saving failed.
-class DirectoryRestorer {
-public:
-    DirectoryRestorer() : previous_(platform::CurrentDirectory()) {}
-    ~DirectoryRestorer() { platform::SetCurrentDirectory(previous_); }
-    DirectoryRestorer(const DirectoryRestorer&) = delete;
-    DirectoryRestorer& operator=(const DirectoryRestorer&) = delete;
-
-private:
-    std::string previous_;
-};
 } // namespace
 
 Appliance::Appliance() : toolsPath_(platform::ProgramFolder() + "\\") {}
+
+Appliance::~Appliance() {
+    ReleaseBuildGraph();
+}
+
+void Appliance::ReleaseBuildGraph() {
+    if (buildTargets_)
+        for (const auto& entry : *buildTargets_)
+            entry.item->Sources.reset();
+    if (runTarget_)
+        runTarget_->Sources.reset();
+}
 
 bool Appliance::OptionAt(int index) const {
     const bool options[] = {Option1, Option2, Option3, Option4, Option5, Option6, Option7, Option8};
@@ -81,7 +82,7 @@ void Appliance::Save(bool Force) {
     if (Force || dirty_) {
         platform::XmlDocument document;
         WriteDocument(document);
-        DirectoryRestorer restorer;
+        platform::ScopedCurrentDirectory restorer;
         ChangeDirAndDrive(Folder);
         const std::string fileName = Title + ".apl";
         if (!document.SaveFile(fileName))

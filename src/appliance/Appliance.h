@@ -52,6 +52,7 @@ public:
 
     // The tools folder is the program's folder at the moment of creation.
     Appliance();
+    ~Appliance();
     Appliance(const Appliance&) = delete;
     Appliance& operator=(const Appliance&) = delete;
 
@@ -139,6 +140,8 @@ public:
     bool Load(const std::string& Path);
     // Reads a document from text and marks the model dirty; false when the version is refused.
     bool LoadXml(const std::string& Xml);
+    // The document Save would write, as text. Throws BxError for a body the settings don't know.
+    std::string ToXml();
 
     // ---- Build rules (build/ApplianceBuildRules.cpp) --------------------------------------
 
@@ -161,6 +164,9 @@ public:
     void RemoveLoadItem(const std::string& Name, int32_t Start, int32_t Bank);
 
 private:
+    // Drops the links between build targets, so that a graph with a cycle in it (a file may
+    // name a step as its own source) is freed with the appliance.
+    void ReleaseBuildGraph();
     // Fills a fresh document with the appliance's elements.
     void WriteDocument(platform::XmlDocument& document);
     // Writes one watch and, behind it, its children, each once per save.

@@ -75,24 +75,6 @@ bool Read(const XmlNode& node, const char* name, std::string& target) {
     return false;
 }
 
-// Text to boolean as the file's writers produce it: "True"/"False" in any case, or a number
-// (non-zero is true). Anything else is no boolean.
-std::optional<bool> TextToBool(const std::string& text) {
-    std::string lower;
-    for (char c : text)
-        lower += static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-    if (lower == "true")
-        return true;
-    if (lower == "false")
-        return false;
-    int32_t bank = 0;
-    bool failed = false;
-    int32_t number = ParseNumber(text, bank, failed);
-    if (failed || text.empty())
-        return std::nullopt;
-    return number != 0;
-}
-
 // A single-precision number from its whole text, or nothing.
 std::optional<float> TextToSingle(const std::string& text) {
     if (text.empty())
@@ -314,6 +296,12 @@ void Appliance::WriteWatch(XmlNode& debugging, Watch& watch, const Watch* parent
             WriteWatch(debugging, *child, &watch);
 }
 
+std::string Appliance::ToXml() {
+    XmlDocument document;
+    WriteDocument(document);
+    return document.ToText();
+}
+
 // ==== Reader ==============================================================================
 
 bool Appliance::Load(const std::string& Path) {
@@ -351,6 +339,7 @@ bool Appliance::ReadDocument(const XmlDocument& document) {
     const bool currentForm = !(Version < kFileVersion);
     StateChange(11002);
 
+    ReleaseBuildGraph();
     peripherals_ = std::make_unique<bx::Peripherals>();
     views_ = std::make_unique<bx::Views>();
     desktops_ = std::make_unique<bx::Desktops>();
@@ -639,7 +628,9 @@ bool Appliance::ReadDocument(const XmlDocument& document) {
             if (!parent)
                 parent = watches_->Item(parentTitle, "");
         }
-        if (parent)
+        // A watch that would be its own parent (a repeated title naming itself) stays at top
+        // level: a cycle would never be freed and never end a walk down the tree.
+        if (parent && parent != watch)
             parent->Children().AddItem(watch);
     }
 

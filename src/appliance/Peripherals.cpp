@@ -45,12 +45,9 @@ std::string Wire::AsString() const {
 
 bool Wire::FromString(Appliance& appliance, const std::string& text) {
     // The text ends in a NUL, so the piece behind the last one is empty and not a field.
-    std::vector<std::string> parts;
-    std::size_t begin = 0;
-    for (std::size_t end; (end = text.find('\0', begin)) != std::string::npos; begin = end + 1)
-        parts.push_back(text.substr(begin, end - begin));
-    if (begin < text.size())
-        parts.push_back(text.substr(begin));
+    std::vector<std::string> parts = SplitText(text, '\0');
+    if (parts.back().empty())
+        parts.pop_back();
 
     // Field by field in the order of the text, so that a short text sets what it has.
     std::size_t next = 0;

@@ -4,7 +4,8 @@ namespace bx {
 
 std::shared_ptr<BuildAssociation>
 BuildAssociations::Add(const std::string& from, const std::string& with, const std::string& to) {
-    return KeyedCollection::Add(from, std::make_shared<BuildAssociation>(from, with, to));
+    return KeyedCollection::Add(
+        from, std::make_shared<BuildAssociation>(BuildAssociation{from, with, to}));
 }
 
 std::shared_ptr<BuildTarget> BuildTargets::Add(std::shared_ptr<BuildTargets> sources,

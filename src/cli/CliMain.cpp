@@ -1,7 +1,10 @@
 #include "cli/CliMain.h"
 
+#include "cli/ApplianceCommands.h"
+#include "cli/BuildCommands.h"
 #include "cli/CpuCommands.h"
 #include "cli/SettingsCommands.h"
+#include "cli/SymbolCommands.h"
 #include "frame/ProductInfo.h"
 
 #include <iostream>
@@ -14,8 +17,12 @@ void PrintUsage(std::ostream& out) {
            "\n"
            "commands:\n"
            "  demo        describe the product and what this build can do\n"
-           "  settings    show or rewrite a global settings file (BX.gss)\n";
+           "  appliance   show or rewrite an appliance file (.apl)\n"
+           "  settings    show or rewrite a global settings file (BX.gss)\n"
+           "  new         create an appliance from an MCU body's template\n"
+           "  build       build an appliance (.apl) and print the build messages\n";
     PrintCpuCommandsUsage(out);
+    PrintSymbolsUsage(out);
 }
 } // namespace
 
@@ -34,8 +41,16 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     }
     if (IsCpuCommand(args[0]))
         return RunCpuCommand(args, out, err);
+    if (args[0] == "appliance")
+        return RunAppliance(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
+    if (args[0] == "new")
+        return RunNew(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
+    if (args[0] == "build")
+        return RunBuild(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     if (args[0] == "settings")
         return RunSettings(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
+    if (args[0] == "symbols")
+        return RunSymbols(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     err << "tessarine-cli: unknown command \"" << args[0] << "\"\n";
     PrintUsage(err);
     return 2;

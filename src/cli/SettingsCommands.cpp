@@ -1,5 +1,6 @@
 #include "cli/SettingsCommands.h"
 
+#include "cli/JsonWriter.h"
 #include "cli/StreamPrompter.h"
 #include "foundation/Error.h"
 #include "foundation/Json.h"
@@ -18,63 +19,13 @@ void PrintSettingsUsage(std::ostream& out) {
            "       tessarine-cli settings resave FILE.gss [--yes]\n";
 }
 
-// A small writer of indented JSON: members and array items are written one per line, and the
-// writer puts the commas in.
-class JsonWriter {
-public:
-    explicit JsonWriter(std::ostream& out) : out_(out) {}
-
-    void BeginObject(const char* name = nullptr) { Open(name, '{'); }
-    void EndObject() { Close('}'); }
-    void BeginArray(const char* name = nullptr) { Open(name, '['); }
-    void EndArray() { Close(']'); }
-
-    void String(const char* name, const std::string& value) { Raw(name, JsonQuote(value)); }
-    void Number(const char* name, long long value) { Raw(name, std::to_string(value)); }
-    void Bool(const char* name, bool value) { Raw(name, value ? "true" : "false"); }
-    void Null(const char* name) { Raw(name, "null"); }
-    // A date: its ISO text, or null for the zero stamp.
-    void Date(const char* name, const DateStamp& stamp) {
-        if (stamp.IsSet())
-            String(name, stamp.ToIsoText());
-        else
-            Null(name);
-    }
-
-private:
-    void Item(const char* name) {
-        if (!first_)
-            out_ << ",";
-        if (depth_ > 0)
-            out_ << "\n" << std::string(static_cast<std::size_t>(depth_) * 2, ' ');
-        first_ = false;
-        if (name != nullptr)
-            out_ << JsonQuote(name) << ": ";
-    }
-    void Raw(const char* name, const std::string& text) {
-        Item(name);
-        out_ << text;
-    }
-    void Open(const char* name, char bracket) {
-        Item(name);
-        out_ << bracket;
-        ++depth_;
-        first_ = true;
-    }
-    void Close(char bracket) {
-        --depth_;
-        if (!first_)
-            out_ << "\n" << std::string(static_cast<std::size_t>(depth_) * 2, ' ');
-        out_ << bracket;
-        first_ = false;
-        if (depth_ == 0)
-            out_ << "\n";
-    }
-
-    std::ostream& out_;
-    int depth_ = 0;
-    bool first_ = true;
-};
+// A date: its ISO text, or null for the zero stamp.
+void WriteDate(JsonWriter& json, const char* name, const DateStamp& stamp) {
+    if (stamp.IsSet())
+        json.String(name, stamp.ToIsoText());
+    else
+        json.Null(name);
+}
 
 void WriteBody(JsonWriter& json, const std::string& key, const MCUBody& body) {
     json.BeginObject();
@@ -159,8 +110,8 @@ std::string SettingsToJson(const GlobalSettings& settings, bool loadResult) {
     json.Bool("ExtBuilderInUse", settings.ExtBuilderInUse);
     json.String("ExtDebuggerDriver", settings.ExtDebuggerDriver);
     json.Bool("ExtDebuggerInUse", settings.ExtDebuggerInUse);
-    json.Date("TemplatesModifiedDate", settings.TemplatesModifiedDate);
-    json.Date("PlugInsModifiedDate", settings.PlugInsModifiedDate);
+    WriteDate(json, "TemplatesModifiedDate", settings.TemplatesModifiedDate);
+    WriteDate(json, "PlugInsModifiedDate", settings.PlugInsModifiedDate);
     json.BeginArray("RecentAppliances");
     for (const std::string& path : settings.RecentAppliances)
         json.String(nullptr, path);

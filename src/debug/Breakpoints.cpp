@@ -1,5 +1,7 @@
 #include "debug/Breakpoints.h"
 
+#include "foundation/Common.h"
+
 #include <charconv>
 #include <vector>
 
@@ -7,17 +9,6 @@ namespace bx {
 
 namespace {
 constexpr char kSeparator = '\0';
-
-std::vector<std::string> SplitAtNul(const std::string& text) {
-    std::vector<std::string> parts(1);
-    for (char c : text) {
-        if (c == kSeparator)
-            parts.emplace_back();
-        else
-            parts.back() += c;
-    }
-    return parts;
-}
 
 bool ToInt32(const std::string& text, int32_t& value) {
     const char* first = text.data();
@@ -37,7 +28,7 @@ std::string Breakpoint::AsString() const {
 }
 
 bool Breakpoint::FromString(const std::string& text) {
-    auto parts = SplitAtNul(text);
+    auto parts = SplitText(text, kSeparator);
     if (parts.size() < 4)
         return false;
     int32_t values[4];

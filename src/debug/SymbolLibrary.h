@@ -7,10 +7,13 @@
 // Addresses are in the Emulator's address form, bank * 65536 + the 16-bit address. A symbol or
 // line in the bank window carries the bank it was linked into; everything else carries bank 0.
 // The bank follows from where the code lies in the ROM image: the first 32 KB of the image are
-// the unbanked area (bank 0), bank b starts at file offset (b + 2) * $4000.
+// the unbanked area (bank 0), bank b starts at file offset (b + 2) * $4000; a segment linked at
+// a 24-bit address carries its bank in the address itself. FindSource compares addresses as
+// they are given, so an address outside the bank window is asked for with bank 0.
 //
-// Source lines are numbered from 1, as the debug views number them. Source files are numbered
-// from 0 in the order the symbol file lists them, without gaps.
+// Source lines are numbered from 1, as the debug views number them. A source file's index is
+// the symbol file's own number for it (ld65's file id): the numbers run from 0 without gaps,
+// and they are what the views, the tabs and the command line show.
 //
 // Errors: LoadFile reports an unreadable or malformed file by its result; any other failure
 // throws BxError (the caller of the load catches it and counts the symbols as not loaded).
@@ -30,9 +33,10 @@ struct SymbolDefinition {
     std::string Name;
     // The symbol's value in the address form.
     int32_t Address = 0;
-    // "Code" for a label of executable code, "Data" for a label of storage (RAM, zero page, a
-    // table in ROM), "Equate" for a name assigned a plain number. The Symbler treats every kind
-    // that contains "Code" as a code label.
+    // "Code" for a label in a read-only segment (program code, and also a table in ROM: the
+    // linker can't tell the two apart), "Data" for a label in a writable segment (RAM, zero
+    // page), "Equate" for a name assigned a plain number. The Symbler treats every kind that
+    // contains "Code" as a code label.
     std::string Kind;
 };
 
@@ -42,8 +46,13 @@ public:
 
     // Reads the symbol file at path (the system's backslash form), replacing whatever was
     // loaded before. False when the file is missing or can't be read as a symbol file; the
-    // library then holds nothing.
+    // library then holds nothing, and LoadError() says why.
     virtual bool LoadFile(const std::string& path) = 0;
+
+    // Why the last LoadFile gave false, in words a trace line or a message can carry (the
+    // path, the line of the file where reading stopped, what was wrong there); empty after a
+    // load that worked or before any load.
+    virtual std::string LoadError() const { return {}; }
 
     // The source file with this index. folder and name are in the backslash form: name is the
     // file's name, folder the path ahead of it as the build recorded it (relative to the
@@ -61,8 +70,9 @@ public:
     virtual bool FindSource(int32_t address, int32_t& fileIndex, int32_t& line) = 0;
 
     // Calls onSymbol once for each symbol, before it returns, and returns how many it
-    // reported. kindFilter "Code" reports only the symbols whose kind contains "Code"; the
-    // empty text reports all of them.
+    // reported. kindFilter "Code" reports only the symbols whose kind contains "Code" (any
+    // other text likewise: the kinds containing it, without regard to case); the empty text
+    // reports all of them.
     virtual int32_t
     EnumerateSymbols(const std::string& kindFilter,
                      const std::function<void(const SymbolDefinition&)>& onSymbol) = 0;

@@ -280,6 +280,41 @@ int32_t ParseNumber(const std::string& text, int32_t& bank, bool& failed) {
     return 0;
 }
 
+std::optional<bool> TextToBool(const std::string& text) {
+    const std::size_t begin = text.find_first_not_of(" \t");
+    if (begin == std::string::npos)
+        return std::nullopt;
+    const std::string trimmed = text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
+    std::string upper = trimmed;
+    for (char& c : upper)
+        if (c >= 'a' && c <= 'z')
+            c = static_cast<char>(c - 'a' + 'A');
+    if (upper == "TRUE")
+        return true;
+    if (upper == "FALSE")
+        return false;
+    // Only a decimal number counts: "$1" or "%1" are no booleans.
+    if (trimmed.front() == '$' || trimmed.front() == '%')
+        return std::nullopt;
+    int32_t bank = 0;
+    bool failed = false;
+    ParseNumber(trimmed, bank, failed);
+    if (failed)
+        return std::nullopt;
+    return LeadingNumber(trimmed) != 0.0;
+}
+
+std::vector<std::string> SplitText(const std::string& text, char separator) {
+    std::vector<std::string> parts(1);
+    for (char c : text) {
+        if (c == separator)
+            parts.emplace_back();
+        else
+            parts.back() += c;
+    }
+    return parts;
+}
+
 std::string Spaces(int32_t count) {
     return count < 1 ? std::string() : std::string(static_cast<std::size_t>(count), ' ');
 }

@@ -6,7 +6,9 @@
 // All comparisons are case-sensitive.
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace bx {
 
@@ -32,6 +34,11 @@ bool IsHexText(const std::string& text, bool allowColon);
 // The general number reader: "$BB:AAAA", "$hex", "%bin", or a decimal/"&H" numeric text
 // rounded half to even. bank is written only for the "$BB:AAAA" form.
 int32_t ParseNumber(const std::string& text, int32_t& bank, bool& failed);
+// Text to boolean as files and dialogs hold it: "True" or "False" in any case, or a decimal
+// number (non-zero is true), blanks around it allowed. Nothing for any other text.
+std::optional<bool> TextToBool(const std::string& text);
+// The pieces of text between the separators: "a\0b" gives {"a", "b"}, "" gives {""}.
+std::vector<std::string> SplitText(const std::string& text, char separator);
 // count blanks; empty for count below 1.
 std::string Spaces(int32_t count);
 // The part ahead of the first "["; the text itself when empty, without "[" or starting with it.

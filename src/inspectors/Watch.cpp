@@ -37,17 +37,6 @@ bool Holds(const std::string& lowerText, const char* lowerName) {
     return lowerText.find(lowerName) != std::string::npos;
 }
 
-std::vector<std::string> SplitAtNul(const std::string& text) {
-    std::vector<std::string> parts(1);
-    for (char c : text) {
-        if (c == kSeparator)
-            parts.emplace_back();
-        else
-            parts.back() += c;
-    }
-    return parts;
-}
-
 const char* BoolText(bool value) {
     return value ? "True" : "False";
 }
@@ -374,7 +363,7 @@ void Watch::FromString(const std::string& text) {
     Saved = defaults.Saved;
     children_.reset();
 
-    const std::vector<std::string> parts = SplitAtNul(text);
+    const std::vector<std::string> parts = SplitText(text, kSeparator);
     const std::size_t n = parts.size();
     if (n > 0)
         Title = parts[0];

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <fnmatch.h>
@@ -20,7 +21,9 @@ namespace bx::platform {
 namespace fs = std::filesystem;
 
 namespace {
-fs::path Native(const std::string& path) { return fs::path(ToNativePath(path)); }
+fs::path Native(const std::string& path) {
+    return fs::path(ToNativePath(path));
+}
 
 // The parent folder of a native path; "." for a bare file name.
 fs::path ParentOf(const fs::path& path) {
@@ -95,6 +98,23 @@ std::optional<uint64_t> FileSize(const std::string& path) {
     return static_cast<uint64_t>(size);
 }
 
+std::optional<LocalDateTime> LastWriteLocalTime(const std::string& path) {
+    struct stat info {};
+    if (path.empty() || ::stat(ToNativePath(path).c_str(), &info) != 0)
+        return std::nullopt;
+    std::tm fields{};
+    if (!::localtime_r(&info.st_mtim.tv_sec, &fields))
+        return std::nullopt;
+    LocalDateTime local;
+    local.Year = fields.tm_year + 1900;
+    local.Month = fields.tm_mon + 1;
+    local.Day = fields.tm_mday;
+    local.Hour = fields.tm_hour;
+    local.Minute = fields.tm_min;
+    local.Second = fields.tm_sec;
+    return local;
+}
+
 bool CreateFolder(const std::string& path) {
     std::error_code ec;
     return !path.empty() && fs::create_directory(Native(path), ec) && !ec;
@@ -111,6 +131,38 @@ bool SetCurrentDirectory(const std::string& path) {
         return false;
     fs::current_path(Native(path), ec);
     return !ec;
+}
+
+std::string AbsolutePath(const std::string& path) {
+    std::error_code ec;
+    fs::path absolute = fs::absolute(Native(path), ec);
+    return ec ? path : FromNativePath(absolute.lexically_normal().string());
+}
+
+bool DeleteFolderTree(const std::string& path) {
+    std::error_code ec;
+    fs::path native = Native(path);
+    if (path.empty() || !fs::is_directory(native, ec))
+        return false;
+    fs::remove_all(native, ec);
+    return !ec;
+}
+
+bool CopyFolderTree(const std::string& from, const std::string& to) {
+    std::error_code ec;
+    fs::copy(Native(from), Native(to),
+             fs::copy_options::recursive | fs::copy_options::overwrite_existing, ec);
+    return !ec;
+}
+
+std::vector<std::string> ListSubfolders(const std::string& path) {
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (const auto& entry : fs::directory_iterator(Native(path), ec))
+        if (entry.is_directory(ec))
+            names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 std::vector<std::string> ListFolder(const std::string& path) {
@@ -140,9 +192,9 @@ std::optional<std::string> ReadFile(const std::string& path) {
 bool WriteFileAtomic(const std::string& path, const std::string& content) {
     static std::atomic<unsigned> counter{0};
     fs::path target = Native(path);
-    fs::path temp = ParentOf(target) / ("." + target.filename().string() + ".tmp" +
-                                        std::to_string(::getpid()) + "-" +
-                                        std::to_string(counter++));
+    fs::path temp =
+        ParentOf(target) / ("." + target.filename().string() + ".tmp" + std::to_string(::getpid()) +
+                            "-" + std::to_string(counter++));
     int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0)
         return false;

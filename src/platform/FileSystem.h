@@ -3,6 +3,8 @@
 // the conversion to the operating system's form happens inside. No function here throws for
 // a missing file: results say what happened.
 
+#include "platform/LocalTime.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -24,12 +26,36 @@ int DeleteFiles(const std::string& pattern);
 // Last-modified time as a 64-bit count that grows with time (100 ns units), if readable.
 std::optional<uint64_t> LastWriteTime(const std::string& path);
 std::optional<uint64_t> FileSize(const std::string& path);
+// Last-modified time of a file or folder as the local wall-clock time, to the second.
+std::optional<LocalDateTime> LastWriteLocalTime(const std::string& path);
 // Creates one folder (its parent must exist). False when it exists already or can't be made.
 bool CreateFolder(const std::string& path);
 // The process's current directory, backslash form, without a final "\".
 std::string CurrentDirectory();
 // Sets the current directory; false when the folder does not exist.
 bool SetCurrentDirectory(const std::string& path);
+// The path made absolute against the current directory (no links resolved), backslash form.
+std::string AbsolutePath(const std::string& path);
+// Puts the current directory back when it goes out of scope, whatever happened meanwhile.
+class ScopedCurrentDirectory {
+public:
+    ScopedCurrentDirectory() : saved_(CurrentDirectory()) {}
+    ~ScopedCurrentDirectory() { SetCurrentDirectory(saved_); }
+    ScopedCurrentDirectory(const ScopedCurrentDirectory&) = delete;
+    ScopedCurrentDirectory& operator=(const ScopedCurrentDirectory&) = delete;
+
+private:
+    std::string saved_;
+};
+
+// Deletes a folder with everything in it; read-only files inside are deleted too (this is the
+// removal of a whole tree, not a file delete). False when something stayed.
+bool DeleteFolderTree(const std::string& path);
+// Copies a folder with everything in it into a new or existing folder to, overwriting files
+// of the same name. False when something couldn't be copied.
+bool CopyFolderTree(const std::string& from, const std::string& to);
+// The names (not paths) of the subfolders of a folder, sorted.
+std::vector<std::string> ListSubfolders(const std::string& path);
 // The names (not paths) of the entries of a folder, sorted.
 std::vector<std::string> ListFolder(const std::string& path);
 

@@ -69,47 +69,12 @@ void ReadDecimal16(const XmlNode& node, const char* name, int16_t& target) {
     target = static_cast<int16_t>(number);
 }
 
-std::string Trimmed(const std::string& text) {
-    std::size_t begin = text.find_first_not_of(" \t");
-    if (begin == std::string::npos)
-        return std::string();
-    std::size_t end = text.find_last_not_of(" \t");
-    return text.substr(begin, end - begin + 1);
-}
-
-bool EqualsNoCase(const std::string& a, const char* b) {
-    std::size_t i = 0;
-    for (; i < a.size() && b[i] != '\0'; ++i) {
-        char x = a[i] >= 'a' && a[i] <= 'z' ? static_cast<char>(a[i] - 'a' + 'A') : a[i];
-        char y = b[i] >= 'a' && b[i] <= 'z' ? static_cast<char>(b[i] - 'a' + 'A') : b[i];
-        if (x != y)
-            return false;
-    }
-    return i == a.size() && b[i] == '\0';
-}
-
 // Text to boolean: "True" and "False" in any case, or a number (non-zero is true). Any other
 // text can't be converted and is skipped.
 void ReadBool(const XmlNode& node, const char* name, bool& target) {
-    std::optional<std::string> value = node.Attribute(name);
-    if (!value)
-        return;
-    std::string text = Trimmed(*value);
-    if (EqualsNoCase(text, "True")) {
-        target = true;
-        return;
-    }
-    if (EqualsNoCase(text, "False")) {
-        target = false;
-        return;
-    }
-    if (text.empty() || text.front() == '$' || text.front() == '%')
-        return;
-    int32_t bank = 0;
-    bool failed = false;
-    ParseNumber(text, bank, failed);
-    if (!failed)
-        target = LeadingNumber(text) != 0.0;
+    if (std::optional<std::string> value = node.Attribute(name))
+        if (std::optional<bool> flag = TextToBool(*value))
+            target = *flag;
 }
 
 // An empty attribute, or one that isn't a date in the file's form, leaves the stamp as it was.
@@ -155,18 +120,6 @@ void WriteBody(XmlNode& mcu, const MCUBody& body) {
         option.SetAttribute("Map", std::to_string(entry.item->Map));
     }
 }
-
-// Puts the current directory back when it goes out of scope, whatever happened meanwhile.
-class CurrentDirectoryGuard {
-public:
-    CurrentDirectoryGuard() : saved_(platform::CurrentDirectory()) {}
-    ~CurrentDirectoryGuard() { platform::SetCurrentDirectory(saved_); }
-    CurrentDirectoryGuard(const CurrentDirectoryGuard&) = delete;
-    CurrentDirectoryGuard& operator=(const CurrentDirectoryGuard&) = delete;
-
-private:
-    std::string saved_;
-};
 
 void WriteDocument(const XmlDocument& doc, const std::string& path) {
     if (!doc.SaveFile(path))
@@ -379,7 +332,7 @@ void GlobalSettings::Save(bool force) {
     if (force || dirty_) {
         XmlDocument doc;
         BuildDocument(doc);
-        CurrentDirectoryGuard restore;
+        platform::ScopedCurrentDirectory restore;
         ChangeDirAndDrive(platform::ProgramFolder());
         WriteDocument(doc, kFileName);
     }

@@ -452,3 +452,27 @@ TEST_F(ApplianceFileTest, SetsRecordTheFrameSizeAndTheCurrentDesktopItsLiveWindo
 
 } // namespace
 } // namespace bx
+
+namespace bx {
+namespace {
+
+// Files that name a watch or a step as its own parent or source: found by fuzzing. The model
+// must stay a tree for the watches and be freed whole (the sanitizer build checks the leak).
+TEST_F(ApplianceFileTest, SelfReferencesInAFileMakeNoCycles) {
+    auto appliance = FromXml(
+        R"(<Appliance Title="t" Version="v 00.01.009"><Debugging><Watch Title="w"/>)"
+        R"(<Watch Titel="typo" Parent="w"/><Watch Title="x" Parent="x"/></Debugging>)"
+        R"(<Code><Build><Step Make="m" Output="a"><Source>a</Source></Step>)"
+        R"(<Step Make="m" Output="b"><Source>c</Source></Step>)"
+        R"(<Step Make="m" Output="c"><Source>b</Source></Step></Build></Code></Appliance>)");
+    EXPECT_FALSE(appliance->Watches().Item("w", "")->HasChildren());
+    EXPECT_FALSE(appliance->Watches().Item("x", "")->HasChildren());
+    ASSERT_NE(appliance->BuildTargets().Item("a"), nullptr);
+    // The cycles of the build graph are kept as the file says; the appliance frees them.
+    EXPECT_EQ(appliance->BuildTargets().Item("b")->Sources->Item("c"),
+              appliance->BuildTargets().Item("c"));
+    EXPECT_NO_THROW(appliance->ToXml());
+}
+
+} // namespace
+} // namespace bx

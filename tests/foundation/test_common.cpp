@@ -569,3 +569,29 @@ TEST(CommonPlacement, DamagedLayoutsStayWithin32Bits) {
 
 } // namespace
 } // namespace bx
+
+namespace bx {
+namespace {
+
+TEST(CommonTextForms, TextToBoolTakesTrueFalseAndDecimalNumbersOnly) {
+    EXPECT_EQ(TextToBool("True"), true);
+    EXPECT_EQ(TextToBool(" false "), false);
+    EXPECT_EQ(TextToBool("TRUE"), true);
+    EXPECT_EQ(TextToBool("-1"), true);
+    EXPECT_EQ(TextToBool("0"), false);
+    EXPECT_EQ(TextToBool("0.4"), true) << "non-zero before any rounding";
+    EXPECT_EQ(TextToBool(""), std::nullopt);
+    EXPECT_EQ(TextToBool("yes"), std::nullopt);
+    EXPECT_EQ(TextToBool("$1"), std::nullopt);
+    EXPECT_EQ(TextToBool("%1"), std::nullopt);
+}
+
+TEST(CommonTextForms, SplitTextKeepsEmptyPieces) {
+    using namespace std::string_literals;
+    EXPECT_EQ(SplitText("a\0b"s, '\0'), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(SplitText("a\0\0"s, '\0'), (std::vector<std::string>{"a", "", ""}));
+    EXPECT_EQ(SplitText("", ','), (std::vector<std::string>{""}));
+}
+
+} // namespace
+} // namespace bx

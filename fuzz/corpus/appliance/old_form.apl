@@ -1,0 +1,1 @@
+<Appliance Title="old" Version="v 00.01.008"><Debugging><Watch Title="w" Category="U" Flag="R"/><Watch Title="w" Category="U" Flag="W"/><Watch Title="x" Flag="RW" Parent="w"/><Breakpoint Bank="1" Start="$4000" Length="%10" Type="RW"/></Debugging></Appliance>

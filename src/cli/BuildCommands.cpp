@@ -1,0 +1,253 @@
+#include "cli/BuildCommands.h"
+
+#include "appliance/Appliance.h"
+#include "appliance_editor/ApplianceWizard.h"
+#include "build/BuildDriver.h"
+#include "cli/StreamPrompter.h"
+#include "foundation/Common.h"
+#include "foundation/Diagnoser.h"
+#include "foundation/Error.h"
+#include "platform/FileSystem.h"
+#include "platform/Paths.h"
+#include "platform/Process.h"
+#include "platform/ProgramFolder.h"
+#include "settings/GlobalSettings.h"
+
+#include <map>
+#include <memory>
+#include <ostream>
+
+namespace bx::cli {
+
+namespace {
+
+void PrintNewUsage(std::ostream& out) {
+    out << "usage: tessarine-cli new --body MODEL --name NAME --dir FOLDER [--rom IMAGE]\n"
+           "                         [--settings FILE.gss] [--yes]\n";
+}
+
+void PrintBuildUsage(std::ostream& out) {
+    out << "usage: tessarine-cli build FILE.apl [--rebuild | --clean] [--external]\n"
+           "                           [--settings FILE.gss] [--yes]\n";
+}
+
+std::string Shown(const std::string& path) {
+    return platform::ToNativePath(path);
+}
+
+// The words of a command: options with a value, flags, and the rest in order.
+struct Parsed {
+    std::map<std::string, std::string> values;
+    std::map<std::string, bool> flags;
+    std::vector<std::string> words;
+    std::string error;
+};
+
+Parsed Parse(const std::vector<std::string>& args, const std::vector<std::string>& valueOptions,
+             const std::vector<std::string>& flagOptions) {
+    Parsed parsed;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        bool known = false;
+        for (const auto& option : valueOptions) {
+            if (arg != option)
+                continue;
+            known = true;
+            if (i + 1 == args.size()) {
+                parsed.error = option + " needs a value";
+                return parsed;
+            }
+            parsed.values[option] = args[++i];
+        }
+        for (const auto& flag : flagOptions)
+            if (arg == flag) {
+                known = true;
+                parsed.flags[flag] = true;
+            }
+        if (known)
+            continue;
+        if (arg.size() > 1 && arg[0] == '-') {
+            parsed.error = "unknown option " + arg;
+            return parsed;
+        }
+        parsed.words.push_back(arg);
+    }
+    return parsed;
+}
+
+// The settings file given, or BX.gss in the program's folder; loaded with its messages.
+bool LoadSettings(GlobalSettings& settings, const Parsed& parsed, std::string& path,
+                  const std::string& prefix, std::ostream& err) {
+    auto given = parsed.values.find("--settings");
+    path = given != parsed.values.end()
+               ? platform::AbsolutePath(platform::FromNativePath(given->second))
+               : platform::ProgramFolder() + "\\" + GlobalSettings::kFileName;
+    if (!platform::FileExists(path)) {
+        err << prefix << "no global settings file at " << Shown(path) << "\n";
+        return false;
+    }
+    if (!settings.Load(path)) {
+        err << prefix << "can't load the global settings " << Shown(path);
+        if (!settings.LoadErrorText().empty())
+            err << ": " << settings.LoadErrorText();
+        err << "\n";
+        return false;
+    }
+    return true;
+}
+
+// The trace log of a command-line run: vkbx.log in the program's folder, or in the system's
+// temporary folder when the program's folder is read-only (an installation for all users).
+// Each command is a run of its own and starts the log anew, as a start of the studio does.
+std::unique_ptr<Diagnoser> OpenTraceLog() {
+    std::string folder = platform::ProgramFolder();
+    if (!platform::IsFolderWritable(folder))
+        folder = platform::TempFolder();
+    return std::make_unique<Diagnoser>(folder + "\\vkbx.log");
+}
+
+// The message pane on a terminal: each post as it comes, its CR LF line ends as the
+// terminal's. A terminal can't take back what it printed, so clearing prints nothing.
+class StreamMessageSink : public MessageSink {
+public:
+    explicit StreamMessageSink(std::ostream& out) : out_(out) {}
+    void PostMessage(const std::string& text) override {
+        std::string shown;
+        shown.reserve(text.size());
+        for (std::size_t i = 0; i < text.size(); ++i)
+            if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n'))
+                shown += text[i];
+        out_ << shown << "\n";
+        out_.flush();
+        last_ = text;
+    }
+    void ClearMessages() override {}
+    const std::string& Last() const { return last_; }
+
+private:
+    std::ostream& out_;
+    std::string last_;
+};
+
+// No documents are open on the command line: there is nothing to save.
+class NoSourceHost : public SourceHost {
+public:
+    bool SaveAll(bool) override { return true; }
+};
+
+class NoApplianceWindow : public ApplianceWindow {
+public:
+    void Update(bool) override {}
+};
+
+} // namespace
+
+int RunNew(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    const std::string prefix = "tessarine-cli new: ";
+    Parsed parsed = Parse(args, {"--body", "--name", "--dir", "--rom", "--settings"}, {"--yes"});
+    if (parsed.error.empty() && !parsed.words.empty())
+        parsed.error = "unexpected argument " + parsed.words[0];
+    for (const char* needed : {"--body", "--name", "--dir"})
+        if (parsed.error.empty() && !parsed.values.count(needed))
+            parsed.error = std::string(needed) + " is missing";
+    if (!parsed.error.empty()) {
+        err << prefix << parsed.error << "\n";
+        PrintNewUsage(err);
+        return 2;
+    }
+
+    StreamPrompter prompter(err, parsed.flags["--yes"]);
+    GlobalSettings settings(prompter);
+    std::string settingsPath;
+    if (!LoadSettings(settings, parsed, settingsPath, prefix, err))
+        return 1;
+
+    WizardInputs inputs;
+    inputs.Name = parsed.values["--name"];
+    inputs.WorkingFolder = platform::AbsolutePath(platform::FromNativePath(parsed.values["--dir"]));
+    inputs.Body = parsed.values["--body"];
+    // The templates beside the settings file: the program's own by default.
+    inputs.TemplateRoot = DirectoryOf(settingsPath) + "Templates\\Sarnova\\";
+    if (parsed.values.count("--rom"))
+        inputs.RomImagePath =
+            platform::AbsolutePath(platform::FromNativePath(parsed.values["--rom"]));
+
+    try {
+        std::unique_ptr<Appliance> appliance = CreateAppliance(settings, prompter, inputs);
+        if (!appliance) {
+            err << prefix << "no appliance was created\n";
+            return 1;
+        }
+        StreamMessageSink pane(out);
+        pane.PostMessage("Appliance created.");
+        appliance->Save(true);
+        out << "wrote " << Shown(appliance->Folder + appliance->Title + ".apl") << "\n";
+    } catch (const BxError& error) {
+        err << prefix << error.Description << "\n";
+        return 1;
+    }
+    return 0;
+}
+
+int RunBuild(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    const std::string prefix = "tessarine-cli build: ";
+    Parsed parsed = Parse(args, {"--settings"}, {"--rebuild", "--clean", "--external", "--yes"});
+    if (parsed.error.empty() && parsed.words.size() != 1)
+        parsed.error =
+            parsed.words.empty() ? "expected one FILE.apl" : "expected only one FILE.apl";
+    if (parsed.error.empty() && parsed.flags["--rebuild"] && parsed.flags["--clean"])
+        parsed.error = "--rebuild and --clean exclude each other";
+    if (!parsed.error.empty()) {
+        err << prefix << parsed.error << "\n";
+        PrintBuildUsage(err);
+        return 2;
+    }
+
+    StreamPrompter prompter(err, parsed.flags["--yes"]);
+    GlobalSettings settings(prompter);
+    std::string settingsPath;
+    if (!LoadSettings(settings, parsed, settingsPath, prefix, err))
+        return 1;
+
+    const std::string path = platform::AbsolutePath(platform::FromNativePath(parsed.words[0]));
+    Appliance appliance;
+    appliance.Settings = &settings;
+    try {
+        if (!platform::FileExists(path)) {
+            err << prefix << "no such file: " << Shown(path) << "\n";
+            return 1;
+        }
+        if (!appliance.Load(path)) {
+            err << prefix << "can't read " << Shown(path) << " (not well-formed XML)\n";
+            return 1;
+        }
+        // As the studio opens an appliance: the tools come from the global settings.
+        appliance.ExtEditor = settings.ExtEditorCommand;
+        appliance.ExtDebugger = settings.ExtDebuggerDriver;
+        appliance.ExtBuilder = settings.ExtBuilderCommand;
+        appliance.ExtEditorInUse = settings.ExtEditorInUse;
+        appliance.ExtDebuggerInUse = settings.ExtDebuggerInUse;
+        appliance.ExtBuilderInUse = settings.ExtBuilderInUse || parsed.flags["--external"];
+
+        std::unique_ptr<Diagnoser> diagnoser = OpenTraceLog();
+        StreamMessageSink pane(out);
+        // The pane hears the build through the appliance's event, as the studio's pane does.
+        appliance.BuildMessage.Connect(
+            [&pane](const std::string& text) { pane.PostMessage(text); });
+        if (parsed.flags["--clean"]) {
+            CleanUpCommand(appliance, prompter, pane);
+            return 0;
+        }
+        NoSourceHost sources;
+        NoApplianceWindow window;
+        BuildHosts hosts{prompter, pane, sources, window, *diagnoser};
+        const bool rebuild = parsed.flags["--rebuild"];
+        DoBuild(appliance, true, rebuild, rebuild, hosts);
+        return pane.Last() == "Build completed." ? 0 : 1;
+    } catch (const BxError& error) {
+        err << prefix << error.Description << "\n";
+        return 1;
+    }
+}
+
+} // namespace bx::cli

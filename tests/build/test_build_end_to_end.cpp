@@ -1,0 +1,109 @@
+// A real build in the internal mode: the Makefile the driver writes, GNU make, ca65 and ld65
+// turn a tiny appliance into a 32 KB ROM and its debug file; a syntax error comes back as a
+// pane line that the click rule resolves to the file and line.
+#include "appliance/Appliance.h"
+#include "build/BuildDriver.h"
+#include "build/MessageMonitor.h"
+#include "foundation/Diagnoser.h"
+#include "platform/FileSystem.h"
+#include "platform/ProgramFolder.h"
+#include "settings/GlobalSettings.h"
+#include "support/TempFolder.h"
+#include "support/TestDoubles.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+namespace bx {
+namespace {
+
+bool HaveTools() {
+    return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "
+                       "command -v make >/dev/null 2>&1") == 0;
+}
+
+const char* kLinkerConfig = "MEMORY { ROM: start = $8000, size = $8000, fill = yes, file = %O; }\n"
+                            "SEGMENTS {\n"
+                            "    CODE: load = ROM, type = ro;\n"
+                            "    VECTORS: load = ROM, type = ro, start = $FFFA;\n"
+                            "}\n";
+
+const char* kProgram = ".segment \"CODE\"\n"
+                       "reset:  lda #$01\n"
+                       "loop:   jmp loop\n"
+                       ".segment \"VECTORS\"\n"
+                       "        .word reset, reset, reset\n";
+
+const char* kSettings = R"(<GlobalSettings Version="v 00.00.001"><MCU Family="KTR">)"
+                        R"(<Body Model="KTR310" TemplateDir="KTR310">)"
+                        R"(<OPClock Rate="4 MHz" RateParam="2" Dual="False"/>)"
+                        R"(</Body></MCU></GlobalSettings>)";
+
+class EndToEndBuildTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!HaveTools())
+            GTEST_SKIP() << "ca65, ld65 or make is not installed; the real build can't run";
+        ASSERT_TRUE(settings.LoadXml(kSettings));
+        appliance.Settings = &settings;
+        appliance.Family = "KTR";
+        appliance.Model = "KTR310";
+        appliance.OPClock = "4 MHz";
+        work.WriteFile("rom.cfg", kLinkerConfig);
+        work.WriteFile("main.asm", kProgram);
+        appliance.Title = "demo";
+        appliance.Folder = work.Path() + "\\";
+        appliance.RunTarget()->OutputPath = "demo.rom";
+        // make builds its first rule unless told the goal: the run command names the ROM.
+        appliance.RunTarget()->Make = "make %o";
+        appliance.AddBuildStep("main.o", "ca65 -g %i -o %o", "main.asm");
+        appliance.AddBuildStep("demo.rom", "ld65 -C rom.cfg --dbgfile %n.sym -o %o %i", "main.o");
+        appliance.BuildMessage.Connect([this](const std::string& text) { pane.PostMessage(text); });
+    }
+
+    bool RunBuild() {
+        BuildHosts hosts{prompter, pane, sources, window, diagnoser};
+        DoBuild(appliance, true, false, false, hosts);
+        return pane.Text().find("Build completed.") != std::string::npos;
+    }
+
+    struct NoSources : SourceHost {
+        bool SaveAll(bool) override { return true; }
+    } sources;
+    struct NoWindow : ApplianceWindow {
+        void Update(bool) override {}
+    } window;
+    test::TempFolder program;
+    platform::ScopedProgramFolder useProgram{program.Path()};
+    test::TempFolder work;
+    Diagnoser diagnoser{program.Sub("vkbx.log")};
+    test::ScriptedPrompter prompter;
+    GlobalSettings settings{prompter};
+    Appliance appliance;
+    MessageMonitor pane;
+};
+
+TEST_F(EndToEndBuildTest, MakefileModeBuildsTheRomAndTheDebugFile) {
+    ASSERT_TRUE(RunBuild()) << pane.Text();
+    EXPECT_EQ(platform::FileSize(work.Sub("demo.rom")).value_or(0), 32768u);
+    const std::string symbols = work.ReadFile("demo.sym");
+    EXPECT_EQ(symbols.rfind("version\tmajor=2", 0), 0u) << symbols.substr(0, 80);
+    EXPECT_NE(symbols.find("name=\"main.asm\""), std::string::npos);
+    // The last post is the verdict, and the appliance file was written.
+    EXPECT_EQ(pane.Text().substr(pane.Text().size() - 18), "Build completed.\r\n");
+    EXPECT_TRUE(platform::FileExists(work.Sub("demo.apl")));
+}
+
+TEST_F(EndToEndBuildTest, SyntaxErrorGivesAPaneLineThatLeadsToTheFileAndLine) {
+    work.WriteFile("main.asm", ".segment \"CODE\"\nreset: lda #$01\n  bogus x\n");
+    EXPECT_FALSE(RunBuild());
+    const std::string& text = pane.Text();
+    const std::size_t error = text.find("main.asm(3): Error:");
+    ASSERT_NE(error, std::string::npos) << text;
+    EXPECT_EQ(FileLineAt(text, error + 4), (FileLine{"main.asm", 3}));
+    EXPECT_NE(text.find("Build failed."), std::string::npos);
+    EXPECT_FALSE(platform::FileExists(work.Sub("demo.rom")));
+}
+
+} // namespace
+} // namespace bx

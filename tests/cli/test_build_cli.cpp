@@ -1,0 +1,204 @@
+// "tessarine-cli new" and "tessarine-cli build": a body's template in a program folder made by
+// the test, the wizard and the save behind "new", a real build behind "build" (skipped without
+// ca65, ld65 and make), and the messages and exit statuses of the failures.
+#include "appliance/Appliance.h"
+#include "cli/CliMain.h"
+#include "platform/FileSystem.h"
+#include "platform/Paths.h"
+#include "platform/ProgramFolder.h"
+#include "settings/GlobalSettings.h"
+#include "support/TempFolder.h"
+#include "support/TestDoubles.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace bx::cli {
+namespace {
+
+const char* kSettings =
+    R"(<GlobalSettings Version="v 00.00.001"><MCU Family="KTR">)"
+    R"(<Body Model="KTR310" TemplateDir="KTR310" TemplateFile="KTR310.tpl" IceEmuNo="7")"
+    R"( HasWDT="Yes" BootVect="$FFFC" ProgramStart="$8000" OptionsDef="$00" BankCount="0">)"
+    R"(<OPClock Rate="4 MHz" RateParam="2" Dual="False"/></Body>)"
+    R"(</MCU><External><ExtEditor Command="" InUse="False"/>)"
+    R"(<ExtBuilder Command="%AppPath%\builder.sh" InUse="False"/>)"
+    R"(<ExtDebugger Driver="" InUse="False"/></External></GlobalSettings>)";
+
+const char* kLinkerConfig = "MEMORY { ROM: start = $8000, size = $8000, fill = yes, file = %O; }\n"
+                            "SEGMENTS { CODE: load = ROM, type = ro;\n"
+                            "           VECTORS: load = ROM, type = ro, start = $FFFA; }\n";
+
+const char* kProgram = ".segment \"CODE\"\nreset: jmp reset\n"
+                       ".segment \"VECTORS\"\n.word reset, reset, reset\n";
+
+struct CliResult {
+    int status;
+    std::string out, err;
+};
+
+CliResult RunCli(const std::vector<std::string>& args) {
+    std::ostringstream out, err;
+    int status = Run(args, out, err);
+    return {status, out.str(), err.str()};
+}
+
+bool HaveTools() {
+    return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "
+                       "command -v make >/dev/null 2>&1") == 0;
+}
+
+class BuildCliTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        program.WriteFile("BX.gss", kSettings);
+        program.WriteFile("Templates/Sarnova/KTR310/main.asm", kProgram);
+        program.WriteFile("Templates/Sarnova/KTR310/rom.cfg", kLinkerConfig);
+        // The template appliance: ca65 then ld65 with the debug file named after the title.
+        test::ScriptedPrompter quiet;
+        GlobalSettings settings(quiet);
+        ASSERT_TRUE(settings.LoadXml(kSettings));
+        Appliance tpl;
+        tpl.Settings = &settings;
+        tpl.Title = "KTR310";
+        tpl.Family = "KTR";
+        tpl.Model = "KTR310";
+        tpl.ModelParam = "KTR310";
+        tpl.OPClock = "4 MHz";
+        tpl.Folder = program.Sub("Templates\\Sarnova\\KTR310\\");
+        tpl.BuildAssociations().Add("asm", "ca65 -g %i -o %o", "o");
+        tpl.BuildAssociations().Add("o", "ld65 -C rom.cfg --dbgfile %n.sym -o %o %i", "rom");
+        tpl.BuildAssociations().Add("rom", "00:8000", "");
+        tpl.RunTarget()->Make = "make %o";
+        tpl.Save(true);
+        std::filesystem::rename(program.Native() / "Templates/Sarnova/KTR310/KTR310.apl",
+                                program.Native() / "Templates/Sarnova/KTR310/KTR310.tpl");
+    }
+
+    std::string Dir(const std::string& name) const { return (work.Native() / name).string(); }
+    std::string Apl(const std::string& name) const { return Dir(name) + "/" + name + ".apl"; }
+
+    test::TempFolder program;
+    platform::ScopedProgramFolder useProgram{program.Path()};
+    test::TempFolder work;
+};
+
+TEST_F(BuildCliTest, NewRunsTheWizardAndSavesTheAppliance) {
+    auto result = RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("demo")});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, "Appliance created.\nwrote " + Apl("demo") + "\n");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(platform::ListFolder(work.Sub("demo")),
+              (std::vector<std::string>{"demo.apl", "main.asm", "rom.cfg"}));
+    test::ScriptedPrompter quiet;
+    GlobalSettings settings(quiet);
+    ASSERT_TRUE(settings.LoadXml(kSettings));
+    Appliance saved;
+    saved.Settings = &settings;
+    ASSERT_TRUE(saved.Load(platform::FromNativePath(Apl("demo"))));
+    EXPECT_EQ(saved.BuildTargets().Count(), 3u);
+    EXPECT_EQ(saved.RunTarget()->OutputPath, "demo.rom");
+}
+
+TEST_F(BuildCliTest, NewIntoAnExistingFolderPrintsTheWizardsBoxAndFails) {
+    std::filesystem::create_directory(work.Native() / "taken");
+    auto result = RunCli({"new", "--body", "KTR310", "--name", "taken", "--dir", Dir("taken")});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("Appliance Wizard: Directory already exists or directory is "
+                              "read-only. Please select another directory.\n"),
+              std::string::npos)
+        << result.err;
+}
+
+TEST_F(BuildCliTest, NewWithoutItsRequiredOptionsIsAUsageError) {
+    EXPECT_EQ(RunCli({"new", "--name", "x", "--dir", Dir("x")}).status, 2);
+    EXPECT_EQ(RunCli({"new", "--body", "KTR310", "--name"}).status, 2);
+    EXPECT_EQ(RunCli({"build"}).status, 2);
+    EXPECT_EQ(RunCli({"build", "a.apl", "--rebuild", "--clean"}).status, 2);
+    EXPECT_EQ(RunCli({"build", "a.apl", "--fast"}).status, 2);
+}
+
+TEST_F(BuildCliTest, NewFromARomImageCopiesTheImage) {
+    const std::string rom = work.WriteFile("game.rom", std::string(16384, '\0'));
+    auto result = RunCli({"new", "--body", "KTR310", "--name", "game", "--dir", Dir("game"),
+                          "--rom", platform::ToNativePath(rom)});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(platform::FileExists(work.Sub("game\\game.rom")));
+    EXPECT_TRUE(platform::FileExists(work.Sub("game\\game.apl")));
+}
+
+TEST_F(BuildCliTest, NewThenBuildGivesTheRomAndTheDebugFile) {
+    if (!HaveTools())
+        GTEST_SKIP() << "ca65, ld65 or make is not installed; the real build can't run";
+    ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("demo")}).status,
+              0);
+    auto result = RunCli({"build", Apl("demo")});
+    EXPECT_EQ(result.status, 0) << result.out << result.err;
+    EXPECT_EQ(
+        result.out.rfind("Saving all open files.\n\nBuilding files that are out-of-date.\n\n", 0),
+        0u)
+        << result.out;
+    EXPECT_EQ(result.out.substr(result.out.size() - 17), "Build completed.\n");
+    EXPECT_EQ(platform::FileSize(work.Sub("demo\\demo.rom")).value_or(0), 32768u);
+    EXPECT_TRUE(platform::FileExists(work.Sub("demo\\demo.sym")));
+
+    // Clean-up with --yes deletes the products; without it the question is answered No.
+    auto kept = RunCli({"build", Apl("demo"), "--clean"});
+    EXPECT_EQ(kept.status, 0);
+    EXPECT_NE(kept.err.find("Cleaning Up Existing Build: We are about to delete files in '"),
+              std::string::npos);
+    EXPECT_TRUE(platform::FileExists(work.Sub("demo\\demo.rom")));
+    auto cleaned = RunCli({"build", Apl("demo"), "--clean", "--yes"});
+    EXPECT_EQ(cleaned.out, "Cleaned up intermediate files.\n");
+    EXPECT_FALSE(platform::FileExists(work.Sub("demo\\demo.rom")));
+    EXPECT_FALSE(platform::FileExists(work.Sub("demo\\main.o")) &&
+                 platform::FileExists(work.Sub("demo\\demo.sym")));
+}
+
+TEST_F(BuildCliTest, BuildWithASyntaxErrorPrintsTheToolsLineAndFails) {
+    if (!HaveTools())
+        GTEST_SKIP() << "ca65, ld65 or make is not installed; the real build can't run";
+    ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "bad", "--dir", Dir("bad")}).status, 0);
+    work.WriteFile("bad/main.asm", "reset: jmp reset\n  bogus x\n");
+    auto result = RunCli({"build", Apl("bad"), "--rebuild", "--yes"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.out.find("\nmain.asm(2): Error: "), std::string::npos) << result.out;
+    EXPECT_EQ(result.out.substr(result.out.size() - 14), "Build failed.\n");
+}
+
+TEST_F(BuildCliTest, BuildOfAnApplianceWithoutStepsWarnsAndPrintsNoPane) {
+    auto made = RunCli({"new", "--body", "KTR310", "--name", "rom", "--dir", Dir("rom"), "--rom",
+                        platform::ToNativePath(work.WriteFile("rom.bin", "x"))});
+    ASSERT_EQ(made.status, 0) << made.err;
+    auto result = RunCli({"build", Apl("rom")});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "Warning: Nothing to build or no rules to build.\n");
+}
+
+TEST_F(BuildCliTest, ExternalBuildRunsTheSettingsBuilderWithItsCommandLine) {
+    const std::string builder =
+        program.WriteFile("builder.sh", "#!/bin/sh\necho \"builder got $*\"\nexit 0\n");
+    std::filesystem::permissions(platform::ToNativePath(builder),
+                                 std::filesystem::perms::owner_all);
+    ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "ext", "--dir", Dir("ext")}).status, 0);
+    auto result = RunCli({"build", Apl("ext"), "--external"});
+    EXPECT_EQ(result.status, 0) << result.out << result.err;
+    EXPECT_NE(result.out.find("builder got -D " + Dir("ext") + "// -N ext -O ext.rom -T " +
+                              program.Native().string() + "// -MB KTR310 -MP 0 -MS -M2 main.asm"),
+              std::string::npos)
+        << result.out;
+    // The builder wrote nothing; no Makefile was written either.
+    EXPECT_FALSE(platform::FileExists(work.Sub("ext\\Makefile")));
+}
+
+TEST_F(BuildCliTest, BuildOfAMissingFileFails) {
+    auto result = RunCli({"build", Dir("none.apl")});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("no such file"), std::string::npos);
+}
+
+} // namespace
+} // namespace bx::cli
