@@ -13,7 +13,7 @@ inline std::filesystem::path BuiltProgramFolder() {
     return BX_PROGRAM_DIR;
 }
 
-// Copies BX.gss, kw_asm.dat and Templates/ into a fresh folder.
+// Copies BX.gss, kw_asm.dat, Templates/ and the external builder into a fresh folder.
 class ShippedProgramCopy {
 public:
     ShippedProgramCopy() {
@@ -22,6 +22,7 @@ public:
         for (const char* file : {"BX.gss", "kw_asm.dat"})
             fs::copy_file(from / file, folder.Native() / file);
         fs::copy(from / "Templates", folder.Native() / "Templates", fs::copy_options::recursive);
+        fs::copy_file(BX_BUILDER, folder.Native() / "tessarine-build");
     }
     TempFolder folder;
 };
