@@ -2,6 +2,7 @@
 
 #include "sim/Cpu65C02.h"
 #include "sim/FlatRamBus.h"
+#include "sim/KtrMachine.h"
 #include "sim/SingleStepTest.h"
 #include "sim/TrapRunner.h"
 
@@ -53,9 +54,91 @@ std::optional<uint16_t> ParseAddress(const std::string& text) {
     return static_cast<uint16_t>(value);
 }
 
+// The flat image on a KTR: every byte of it that lands on memory of the model (bank 0 in the
+// window) is written there as the debugger writes memory; bytes over the SFR block or where
+// the model has no memory are left out and counted. The MCU's timers and interrupts are live.
+// With a success address the run goes at full speed, in slices, with an execute breakpoint
+// there; a trap elsewhere is noticed at the end of a slice of 10,000 cycles, so the counts of
+// such a failure include the trap's repeats within that slice. Without one the run goes
+// instruction by instruction and the counts are exact.
+struct KtrRun {
+    sim::TrapRunResult Result;
+    std::size_t Skipped = 0;
+    bool NoMemory = false;
+};
+
+KtrRun RunOnKtr(const sim::KtrModel& model, uint16_t load, uint16_t start,
+                const std::vector<uint8_t>& bytes, uint64_t limit,
+                std::optional<uint16_t> success) {
+    KtrRun run;
+    sim::TrapRunResult& result = run.Result;
+    sim::KtrMachine machine(model, nullptr);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const uint16_t a = static_cast<uint16_t>(load + i);
+        if ((a >= sim::sfr::kBase && a < sim::sfr::kEnd) || !machine.Poke(0, a, bytes[i]))
+            ++run.Skipped;
+    }
+    machine.Registers().PC = start;
+    const uint64_t cycles0 = machine.Cycles(), instructions0 = machine.Instructions();
+    auto executed = [&] { return machine.Instructions() - instructions0; };
+    // One instruction; true when the run ends here.
+    auto stepAndJudge = [&] {
+        const uint16_t pc = machine.Registers().PC;
+        if (!machine.Exists(machine.Bank(), pc)) {
+            // The debugger stops here too: there is nothing to execute.
+            run.NoMemory = true;
+            result.Address = pc;
+            return true;
+        }
+        machine.StepInstruction();
+        result.Address = pc;
+        if (machine.CpuRunState() == sim::CpuState::Stopped)
+            result.How = sim::TrapStop::Stopped;
+        else if (machine.CpuRunState() == sim::CpuState::Waiting)
+            result.How = sim::TrapStop::Waiting;
+        else if (machine.Registers().PC == pc)
+            result.How = sim::TrapStop::Trap;
+        else
+            return false;
+        return true;
+    };
+    result.How = sim::TrapStop::Limit;
+    bool ended = false;
+    if (success) {
+        machine.ChangeBreak(0, *success, 1, true);
+        machine.BreaksChanged();
+        bool first = true;
+        while (!ended && executed() < limit) {
+            const sim::MachineStop stop = machine.RunFor(10'000, !first);
+            first = false;
+            if (stop.Cause == sim::StopCause::Illegal) {
+                run.NoMemory = true;
+                result.Address = stop.Address;
+                ended = true;
+            } else if (stop.Cause == sim::StopCause::Stp) {
+                result.How = sim::TrapStop::Stopped;
+                result.Address = static_cast<uint16_t>(stop.Address - 1);
+                ended = true;
+            } else {
+                // At the success address, or somewhere after a slice: is it a trap?
+                ended = stepAndJudge();
+            }
+        }
+    } else {
+        while (!ended && executed() < limit)
+            ended = stepAndJudge();
+    }
+    if (!ended)
+        result.Address = machine.Registers().PC;
+    result.Instructions = executed();
+    result.Cycles = machine.Cycles() - cycles0;
+    return run;
+}
+
 int CpuRun(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     std::string image;
     std::optional<uint16_t> load, start, success;
+    const sim::KtrModel* model = nullptr;
     uint64_t limit = 1'000'000'000;
     for (std::size_t i = 1; i < args.size(); ++i) {
         const std::string& arg = args[i];
@@ -90,6 +173,25 @@ int CpuRun(const std::vector<std::string>& args, std::ostream& out, std::ostream
                 err << "cpu-run: --limit \"" << *text << "\" is not a positive count\n";
                 return 2;
             }
+        } else if (arg == "--model") {
+            const std::string* text = value("--model");
+            if (text == nullptr)
+                return 2;
+            int number = 0;
+            try {
+                std::size_t used = 0;
+                number = std::stoi(*text, &used);
+                if (used != text->size())
+                    number = 0;
+            } catch (const std::exception&) {
+                number = 0;
+            }
+            model = sim::FindKtrModel(number);
+            if (model == nullptr) {
+                err << "cpu-run: --model \"" << *text
+                    << "\" is no KTR model (7 KTR310, 13 KTR311, 24 KTR640)\n";
+                return 2;
+            }
         } else if (!arg.empty() && arg[0] == '-') {
             err << "cpu-run: unknown option \"" << arg << "\"\n";
             return 2;
@@ -102,7 +204,7 @@ int CpuRun(const std::vector<std::string>& args, std::ostream& out, std::ostream
     }
     if (image.empty() || !load || !start) {
         err << "usage: tessarine-cli cpu-run IMAGE --load ADDR --start ADDR [--success ADDR] "
-               "[--limit INSTRUCTIONS]\n";
+               "[--limit INSTRUCTIONS] [--model N]\n";
         return 2;
     }
     std::ifstream in(image, std::ios::binary);
@@ -117,11 +219,26 @@ int CpuRun(const std::vector<std::string>& args, std::ostream& out, std::ostream
             << " in 64 KB\n";
         return 2;
     }
-    auto bus = std::make_unique<sim::FlatRamBus>();
-    bus->Load(*load, bytes);
-    sim::Cpu65C02<sim::FlatRamBus> cpu(*bus);
-    cpu.Registers().PC = *start;
-    const sim::TrapRunResult result = sim::RunUntilTrap(cpu, limit);
+    sim::TrapRunResult result;
+    if (model != nullptr) {
+        const KtrRun run = RunOnKtr(*model, *load, *start, bytes, limit, success);
+        result = run.Result;
+        if (run.Skipped != 0)
+            err << "cpu-run: " << run.Skipped << " bytes of the image fall on the SFRs or where "
+                << "the " << model->Name << " has no memory; they were not loaded\n";
+        if (run.NoMemory) {
+            out << "fail: execution reached " << Hex4(result.Address) << ", where the "
+                << model->Name << " has no memory, " << result.Instructions << " instructions, "
+                << result.Cycles << " cycles\n";
+            return 1;
+        }
+    } else {
+        auto bus = std::make_unique<sim::FlatRamBus>();
+        bus->Load(*load, bytes);
+        sim::Cpu65C02<sim::FlatRamBus> cpu(*bus);
+        cpu.Registers().PC = *start;
+        result = sim::RunUntilTrap(cpu, limit);
+    }
 
     const std::string counts = std::to_string(result.Instructions) + " instructions, " +
                                std::to_string(result.Cycles) + " cycles";
@@ -204,10 +321,11 @@ int RunCpuCommand(const std::vector<std::string>& args, std::ostream& out, std::
 }
 
 void PrintCpuCommandsUsage(std::ostream& out) {
-    out << "  cpu-run IMAGE --load ADDR --start ADDR [--success ADDR] [--limit N]\n"
+    out << "  cpu-run IMAGE --load ADDR --start ADDR [--success ADDR] [--limit N] [--model N]\n"
            "              run a flat 65C02 program in 64 KB RAM until it traps (jumps or\n"
            "              branches to itself) or executes STP; pass when that address is\n"
-           "              --success. ADDR: $hex, 0xhex or decimal\n"
+           "              --success. ADDR: $hex, 0xhex or decimal. --model 7, 13 or 24 runs\n"
+           "              it on the KTR310, KTR311 or KTR640 instead of plain RAM\n"
            "  cpu-test FILE.json... [--bus]\n"
            "              run single-step CPU tests (registers, RAM, cycle count; every bus\n"
            "              cycle with --bus); prints each failure and \"N passed, N failed\"\n";

@@ -58,9 +58,49 @@
 // Bus callback: the running instruction would overwrite the change when it ends.
 
 #include <algorithm>
+#include <concepts>
 #include <cstdint>
 
 namespace bx::sim {
+
+// Optional extensions of the bus contract, found at compile time:
+//   - a TimedBus also takes the number of the cycle in which the access happens (the CPU's
+//     Cycles() count of the cycles before it): Read(a, cycle), Write(a, v, cycle),
+//     DummyRead(a, cycle). The core then calls these instead of the plain forms, so that a
+//     device can tell the exact cycle of an access (a timer read, a port edge) without a
+//     counter of its own; on the RAM path the compiler drops the unused argument.
+//   - an ExecuteCheckBus answers ExecuteBreak(pc) before Run() executes each instruction;
+//     true makes Run() return with that instruction not executed (an execute breakpoint).
+//     Step() never asks.
+template <class B>
+concept TimedBus = requires(B& b, uint16_t a, uint8_t v, uint64_t t) {
+    { b.Read(a, t) } -> std::convertible_to<uint8_t>;
+    b.Write(a, v, t);
+    b.DummyRead(a, t);
+};
+template <class B>
+concept ExecuteCheckBus = requires(B& b, uint16_t pc) {
+    { b.ExecuteBreak(pc) } -> std::convertible_to<bool>;
+};
+//   - an ExecuteCheckBus may also offer FetchBlock(pc): a host pointer p such that the opcode
+//     at pc is p[pc & 63], or null. Run() then takes each opcode from there without a bus call
+//     (its cycle still counts) and asks ExecuteBreak only where the pointer is null, so one
+//     table lookup serves both the breakpoint check and the fetch. The bus hands out a
+//     pointer only where an opcode fetch has no side effect and no breakpoint.
+template <class B>
+concept FetchBlockBus = ExecuteCheckBus<B> && requires(B& b, uint16_t pc) {
+    { b.FetchBlock(pc) } -> std::convertible_to<const uint8_t*>;
+};
+//   - a bus whose static constexpr bool kRunReturnsOnStp is true makes Run() return as soon as
+//     STP has executed, instead of letting the rest of the budget pass idle (a debugger wants
+//     the stop, and the cycle count, at the STP).
+template <class B>
+constexpr bool RunReturnsOnStp() {
+    if constexpr (requires { B::kRunReturnsOnStp; })
+        return B::kRunReturnsOnStp;
+    else
+        return false;
+}
 
 struct CpuRegisters {
     uint8_t A = 0, X = 0, Y = 0, S = 0xFD, P = 0x34;
@@ -123,6 +163,13 @@ public:
         UpdateAttention();
     }
 
+    // Leaves Waiting and Stopped without an interrupt or a reset: a debugger that sets the
+    // registers by hand means the CPU to go on from them.
+    void Resume() {
+        state_ = CpuState::Running;
+        UpdateAttention();
+    }
+
     // The reset sequence, performed now: 7 cycles, PC from $FFFC/$FFFD, I set, D clear, S
     // lowered by three, leaves Waiting and Stopped. A pending NMI is forgotten.
     void Reset() {
@@ -171,6 +218,8 @@ public:
             if (attention_ != 0 && !OnlyMaskedIrq()) {
                 if (stopRequested_)
                     break;
+                if (state_ == CpuState::Stopped && RunReturnsOnStp<Bus>())
+                    break;
                 if (state_ == CpuState::Stopped ||
                     (state_ == CpuState::Waiting && !nmiPending_ && !irqLine_)) {
                     // Nothing can wake the CPU within this call: let the budget pass idle.
@@ -190,6 +239,21 @@ public:
             Core c{*this};
             uint64_t executed = 0;
             do {
+                if constexpr (FetchBlockBus<Bus>) {
+                    const uint8_t* block = bus_.FetchBlock(c.r.PC);
+                    if (block != nullptr) [[likely]] {
+                        c.ExecuteFetched(block[c.r.PC & 0x3F]);
+                        ++executed;
+                        continue;
+                    }
+                }
+                if constexpr (ExecuteCheckBus<Bus>) {
+                    if (bus_.ExecuteBreak(c.r.PC)) [[unlikely]] {
+                        stopRequested_ = true;
+                        UpdateAttention();
+                        break;
+                    }
+                }
                 c.Execute();
                 ++executed;
             } while (c.cyc < slice && (attention_ == 0 || OnlyMaskedIrq(c.r.P)));
@@ -211,8 +275,10 @@ private:
         Bus& bus;
         CpuRegisters r;
         unsigned cyc = 0;
+        const uint64_t base; // Cycles() when this Core began: cycle numbers for a TimedBus
 
-        explicit Core(Cpu65C02& owner) : cpu(owner), bus(owner.bus_), r(owner.regs_) {}
+        explicit Core(Cpu65C02& owner)
+            : cpu(owner), bus(owner.bus_), r(owner.regs_), base(owner.cycles_) {}
         void Commit() {
             cpu.regs_ = r;
             cpu.cycles_ += cyc;
@@ -220,16 +286,28 @@ private:
 
         // ---- Bus cycles ----
         BX_SIM_INLINE uint8_t Read(uint16_t a) {
-            ++cyc;
-            return bus.Read(a);
+            if constexpr (TimedBus<Bus>)
+                return bus.Read(a, base + cyc++);
+            else {
+                ++cyc;
+                return bus.Read(a);
+            }
         }
         BX_SIM_INLINE void Write(uint16_t a, uint8_t v) {
-            ++cyc;
-            bus.Write(a, v);
+            if constexpr (TimedBus<Bus>)
+                bus.Write(a, v, base + cyc++);
+            else {
+                ++cyc;
+                bus.Write(a, v);
+            }
         }
         BX_SIM_INLINE void DummyRead(uint16_t a) {
-            ++cyc;
-            bus.DummyRead(a);
+            if constexpr (TimedBus<Bus>)
+                bus.DummyRead(a, base + cyc++);
+            else {
+                ++cyc;
+                bus.DummyRead(a);
+            }
         }
         BX_SIM_INLINE uint8_t Fetch() { return Read(r.PC++); }
         BX_SIM_INLINE uint16_t Fetch16() {
@@ -458,7 +536,15 @@ private:
             r.PC = static_cast<uint16_t>(lo | (hi << 8));
         }
 
-        void Execute();
+        void Execute() { Dispatch(Fetch()); }
+        // The opcode taken from host memory the bus handed out (FetchBlock): its cycle counts
+        // without a bus call.
+        BX_SIM_INLINE void ExecuteFetched(uint8_t op) {
+            ++cyc;
+            ++r.PC;
+            Dispatch(op);
+        }
+        void Dispatch(uint8_t op);
     };
 
     // True when the only input needing attention is an IRQ that I masks: the fast path may go
@@ -522,8 +608,7 @@ private:
 };
 
 template <class Bus>
-BX_SIM_INLINE void Cpu65C02<Bus>::Core::Execute() {
-    const uint8_t op = Fetch();
+BX_SIM_INLINE void Cpu65C02<Bus>::Core::Dispatch(const uint8_t op) {
     switch (op) {
         // ---- Loads, stores, ALU: the eight-instruction group ----
 #define BX_ALU_READ_MODES(base, DO)                                                                \

@@ -1,0 +1,290 @@
+#pragma once
+// The KTR microcontroller: a 65C02 core, its memory map with the bank window, and the
+// special-function registers (ports, DAC, bank select, timer, interrupt controller, time base,
+// watchdog, status). docs/hardware.md is the reference a firmware writer reads; this file is
+// its executable form and the two must agree.
+//
+// ---- Contract ----------------------------------------------------------------------------
+//
+// A KtrMachine is single-threaded: one thread at a time calls it (KtrEmulator serialises the
+// UI thread and its worker). It is the CPU's bus (Read/Write/DummyRead with the cycle number,
+// and ExecuteBreak), so every access is an inline call into a table of 64-byte blocks: a block
+// whose table entry is a host pointer is plain memory; a null entry sends the access to the slow
+// path (the SFR block, a block holding a read or write breakpoint, ROM for writes, the vector
+// bytes in bank mode 1). Execute breakpoints cost nothing extra: the CPU takes each opcode
+// through FetchBlock, a second table that is null for blocks holding an execute (or read)
+// breakpoint, the SFRs or no memory, and only there asks ExecuteBreak.
+//
+// Time: everything is counted in CPU cycles of the main clock. Events (timer underflow, time
+// base tick, watchdog timeout) are kept as the cycle at which they happen; RunFor hands the CPU a
+// budget up to the next event, so the CPU stops at the first instruction boundary at or after
+// it and the interrupt is taken exactly there. SFR writes that move an event make the CPU
+// return early (RequestStop) so that the budget is recomputed.
+//
+// Ports: the machine drives its outputs and reads its input pins through KtrPortIo (the
+// emulator's hub connection); without one the pins read high.
+
+#include "sim/Cpu65C02.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace bx::sim {
+
+// One model of the family.
+struct KtrModel {
+    int32_t Number = 0;    // the Emulator's model number: 7, 13, 24
+    const char* Name = ""; // "KTR310"
+    uint32_t RamSize = 0;  // RAM from $0000 (the SFR block $00C0-$00FF takes precedence)
+    int BankMode = 0;      // 0: window $4000-$7FFF, fixed ROM $8000-$FFFF; 1: window $C000-$FFFF
+    int BankCount = 0;     // banks 0 .. BankCount-1
+};
+
+// The models, or nullptr for a number that is none of them.
+const KtrModel* FindKtrModel(int32_t number);
+
+// Register addresses (zero page, so that RMB/SMB/BBR/BBS reach every bit).
+namespace sfr {
+inline constexpr uint16_t kBase = 0x00C0;
+inline constexpr uint16_t kBank = 0x00C0;
+inline constexpr uint16_t kDac = 0x00C1;
+inline constexpr uint16_t kP0 = 0x00C2;
+inline constexpr uint16_t kP0Dir = 0x00C3;
+inline constexpr uint16_t kP1 = 0x00C4;
+inline constexpr uint16_t kP1Dir = 0x00C5;
+inline constexpr uint16_t kP2 = 0x00C6;
+inline constexpr uint16_t kP2Dir = 0x00C7;
+inline constexpr uint16_t kTctl = 0x00C8;
+inline constexpr uint16_t kTcntL = 0x00C9;
+inline constexpr uint16_t kTcntH = 0x00CA;
+inline constexpr uint16_t kTrldL = 0x00CB;
+inline constexpr uint16_t kTrldH = 0x00CC;
+inline constexpr uint16_t kIfr = 0x00CD;
+inline constexpr uint16_t kIer = 0x00CE;
+inline constexpr uint16_t kKeyEn = 0x00CF;
+inline constexpr uint16_t kTbctl = 0x00D0;
+inline constexpr uint16_t kWdtctl = 0x00D1;
+inline constexpr uint16_t kWdtclr = 0x00D2;
+inline constexpr uint16_t kSysStat = 0x00D3;
+inline constexpr uint16_t kModelId = 0x00D4;
+inline constexpr uint16_t kEnd = 0x0100; // one past the SFR block
+
+// Interrupt flag and enable bits (IFR, IER).
+inline constexpr uint8_t kIrqTimer = 0x01;
+inline constexpr uint8_t kIrqTimeBase = 0x02;
+inline constexpr uint8_t kIrqKey = 0x04;
+inline constexpr uint8_t kIrqAll = 0x07;
+// TCTL
+inline constexpr uint8_t kTimerRun = 0x80;
+// TBCTL
+inline constexpr uint8_t kTimeBaseEnable = 0x80;
+// SYSSTAT
+inline constexpr uint8_t kStatWdtOption = 0x01;
+inline constexpr uint8_t kStatDualClock = 0x02;
+inline constexpr uint8_t kStatRc = 0x04;
+inline constexpr uint8_t kStatWatchdogReset = 0x80;
+// The value that restarts the watchdog when written to WDTCLR.
+inline constexpr uint8_t kWatchdogKey = 0xA5;
+} // namespace sfr
+
+inline constexpr int32_t kDefaultClockHz = 4'000'000;
+inline constexpr int32_t kSubClockHz = 32'768;
+
+// The machine's connection to the outside: its port pins and the DAC.
+class KtrPortIo {
+public:
+    virtual ~KtrPortIo() = default;
+    // Port 0-2 drives level on the bits of driven (the output pins); the rest float.
+    virtual void DriveDigital(int port, uint8_t level, uint8_t driven, double seconds) = 0;
+    virtual void DriveAnalog(uint8_t level, double seconds) = 0;
+    // Simulated time has reached seconds (devices that sample, the speaker, catch up).
+    virtual void AdvanceTime(double seconds) = 0;
+    // The levels on port's pins from outside; 1 where nothing drives a pin (pull-ups).
+    virtual uint8_t PinLevels(int port) = 0;
+};
+
+// Why RunFor returned before its budget.
+enum class StopCause { None, Execute, Read, Write, Stp, Illegal };
+
+struct MachineStop {
+    StopCause Cause = StopCause::None;
+    uint16_t Address = 0; // the PC at the stop
+    uint8_t Bank = 0;     // the BANK register at the stop
+};
+
+class KtrMachine {
+public:
+    KtrMachine(const KtrModel& model, KtrPortIo* io);
+    KtrMachine(const KtrMachine&) = delete;
+    KtrMachine& operator=(const KtrMachine&) = delete;
+
+    const KtrModel& Model() const { return model_; }
+
+    // ---- Configuration, in force from the next Reset ----
+    void SetClock(int32_t hertz);
+    void SetOption(const std::string& name, bool value);
+    int32_t ClockHz() const { return clockHz_; }
+
+    // The reset of the whole MCU (the reset pin): SFRs to their reset values, then the CPU's
+    // reset sequence. RAM and ROM keep their contents. watchdog: the cause was the watchdog.
+    void Reset(bool watchdog = false);
+
+    // Runs whole instructions until Cycles() has grown by at least cycles, or a stop: an
+    // execute, read or write breakpoint, STP, or execution where there is no memory. The first
+    // instruction is checked for an execute breakpoint only when checkFirst is set.
+    MachineStop RunFor(uint64_t cycles, bool checkFirst);
+    // One instruction (an interrupt entry is followed by the handler's first instruction; a
+    // WAI lets time pass until an interrupt ends it, at most one simulated second).
+    // Breakpoints don't stop it.
+    void StepInstruction();
+
+    uint64_t Cycles() const { return cpu_.Cycles(); }
+    uint64_t Instructions() const { return cpu_.Instructions(); }
+    // Simulated seconds since the machine was built.
+    double Seconds() const;
+    CpuRegisters& Registers() { return cpu_.Registers(); }
+    // Takes the CPU out of WAI or STP (the debugger set its registers).
+    void ResumeCpu() { cpu_.Resume(); }
+    bx::sim::CpuState CpuRunState() const { return cpu_.State(); }
+    uint8_t Bank() const { return bank_; }
+
+    // ---- Debugger access: bank is the address form's bank part ----
+    // The byte exists (a bank the model has, an address with memory or an SFR).
+    bool Exists(int bank, uint16_t address) const;
+    // Side-effect-free peek; nullopt where nothing exists.
+    std::optional<uint8_t> Peek(int bank, uint16_t address) const;
+    // ROM and RAM are written directly, an SFR as a CPU store. False where nothing exists.
+    bool Poke(int bank, uint16_t address, uint8_t value);
+    uint8_t BreakFlags(int bank, uint16_t address) const;
+    // Sets (set) or clears the kinds on the byte; false where nothing exists.
+    bool ChangeBreak(int bank, uint16_t address, uint8_t kinds, bool set);
+    // Clears the kinds on every byte of the machine.
+    void ClearAllBreaks(uint8_t kinds = 7);
+    // Call after a batch of ChangeBreak calls.
+    void BreaksChanged() { RebuildMaps(); }
+
+    // ---- The CPU's bus ----
+    static constexpr bool kRunReturnsOnStp = true;
+    [[gnu::always_inline]] inline uint8_t Read(uint16_t a, uint64_t cycle) {
+        const uint8_t* p = readMap_[a >> kBlockShift];
+        if (p != nullptr) [[likely]]
+            return p[a & kBlockMask];
+        return SlowRead(a, cycle);
+    }
+    [[gnu::always_inline]] inline void Write(uint16_t a, uint8_t v, uint64_t cycle) {
+        uint8_t* p = writeMap_[a >> kBlockShift];
+        if (p != nullptr) [[likely]] {
+            p[a & kBlockMask] = v;
+            return;
+        }
+        SlowWrite(a, v, cycle);
+    }
+    // No register of the KTR reacts to a read whose value the CPU discards, and breakpoints
+    // watch the reads a program makes, so dummy reads go nowhere.
+    [[gnu::always_inline]] inline void DummyRead(uint16_t, uint64_t) {}
+    [[gnu::always_inline]] inline bool ExecuteBreak(uint16_t pc) {
+        return execMap_[pc >> kBlockShift] != 0 && ExecuteSlow(pc);
+    }
+    // Plain memory with no execute or read breakpoint in the block: the CPU may take the
+    // opcode from here directly.
+    [[gnu::always_inline]] inline const uint8_t* FetchBlock(uint16_t pc) const {
+        return fetchMap_[pc >> kBlockShift];
+    }
+
+private:
+    static constexpr int kBlockShift = 6;
+    static constexpr uint16_t kBlockMask = 0x3F;
+    static constexpr int kBlocks = 0x10000 >> kBlockShift;
+    static constexpr int kSfrSize = 0x40;
+
+    // Offset in mem_ of the byte at address with bank selected, or -1.
+    int64_t Locate(int bank, uint16_t address) const;
+    // As the CPU sees it now (BANK register, fixed vectors in bank mode 1).
+    int64_t LocateCpu(uint16_t address) const;
+    bool IsSfrOffset(int64_t off) const { return off >= sfrOff_ && off < sfrOff_ + kSfrSize; }
+    bool IsRamOffset(int64_t off) const { return off >= 0 && off < ramOff_ + model_.RamSize; }
+    void RebuildMaps();
+    void RebuildWindow();
+    void MapBlock(int block);
+
+    uint8_t SlowRead(uint16_t a, uint64_t cycle);
+    void SlowWrite(uint16_t a, uint8_t v, uint64_t cycle);
+    bool ExecuteSlow(uint16_t pc);
+    void Hit(StopCause cause);
+
+    uint8_t SfrRead(uint16_t address, uint64_t cycle, bool sideEffects);
+    void SfrWrite(uint16_t address, uint8_t value, uint64_t cycle);
+    uint8_t PortRead(int port);
+    void DrivePort(int port);
+    void ResetRegisters();
+
+    // ---- Timekeeping ----
+    double SecondsAt(uint64_t cycle) const;
+    uint16_t TimerCount(uint64_t cycle) const;
+    uint32_t TimerPrescale() const;
+    void StartTimer(uint64_t fromCycle);
+    void ScheduleTimeBase();
+    // Sets the flags of the timer and time base events due by now.
+    void ServeTimers(uint64_t now);
+    uint64_t NextEvent() const;
+    // Brings timer, time base, watchdog and inputs up to the current cycle.
+    void ProcessEvents();
+    void CheckKeyEdges();
+    void UpdateIrq();
+    void Reschedule() { cpu_.RequestStop(); }
+
+    const KtrModel& model_;
+    KtrPortIo* io_;
+    Cpu65C02<KtrMachine> cpu_;
+
+    // Storage: RAM, the SFR block (flags only), the fixed ROM, the banks.
+    std::vector<uint8_t> mem_;
+    std::vector<uint8_t> flags_;
+    int64_t ramOff_ = 0, sfrOff_ = 0, romOff_ = 0, bankOff_ = 0;
+    std::array<const uint8_t*, kBlocks> readMap_{};
+    std::array<uint8_t*, kBlocks> writeMap_{};
+    std::array<uint8_t, kBlocks> execMap_{};
+    std::array<const uint8_t*, kBlocks> fetchMap_{};
+    std::array<uint8_t, 1 << kBlockShift> openBus_{};
+
+    // Breakpoint state of the current RunFor.
+    StopCause hit_ = StopCause::None;
+    bool breaksArmed_ = false;
+
+    // Configuration.
+    int32_t clockHz_ = kDefaultClockHz;
+    int32_t pendingClockHz_ = kDefaultClockHz;
+    bool optWdt_ = false, optDual_ = false, optRc_ = false;
+    bool pendingWdt_ = false, pendingDual_ = false, pendingRc_ = false;
+
+    // Time base of Seconds(): seconds at cycleBase_.
+    double secondsBase_ = 0;
+    uint64_t cycleBase_ = 0;
+    uint64_t resetCycle_ = 0; // the sub-clock counts from here
+
+    // Registers.
+    uint8_t bank_ = 0;
+    uint8_t dac_ = 0;
+    std::array<uint8_t, 3> latch_{}, dir_{};
+    uint8_t tctl_ = 0, ifr_ = 0, ier_ = 0, keyEn_ = 0, tbctl_ = 0, wdtctl_ = 3, sysStat_ = 0;
+    uint16_t reload_ = 0;
+    uint8_t tcntHLatch_ = 0;
+    uint8_t lastP1_ = 0xFF;
+
+    // Timer: while running, the current period began at periodStart_ with the count
+    // periodReload_; stopped, the count stays at frozenCount_.
+    uint64_t periodStart_ = 0;
+    uint16_t periodReload_ = 0;
+    uint16_t frozenCount_ = 0;
+    uint64_t timerEvent_ = UINT64_MAX;
+    // Time base: tick k of the current run at sub-clock tick tbFirst_ + k * period.
+    uint64_t tbFirst_ = 0, tbIndex_ = 0;
+    uint64_t tbEvent_ = UINT64_MAX;
+    // Watchdog.
+    uint64_t wdtEvent_ = UINT64_MAX;
+};
+
+} // namespace bx::sim

@@ -1,0 +1,335 @@
+#include "sim/SimDevices.h"
+
+#include "foundation/Error.h"
+#include "sim/WavWriter.h"
+
+#include <sstream>
+
+namespace bx::sim {
+
+namespace {
+
+BxError UnknownPinset(const std::string& device, const std::string& pinset) {
+    return BxError(5, device, "The " + device + " has no pin set \"" + pinset + "\"");
+}
+
+} // namespace
+
+// ---- WiredDevice ------------------------------------------------------------------------------
+
+WiredDevice::~WiredDevice() {
+    Leave();
+}
+
+void WiredDevice::Leave() {
+    if (hub_)
+        hub_->Leave(id_, this);
+    hub_.reset();
+}
+
+bool WiredDevice::Join(int32_t hubHandle, int32_t deviceId) {
+    std::shared_ptr<SimHub> hub = SimHub::Find(hubHandle);
+    if (!hub)
+        return false;
+    if (hub_)
+        hub_->Leave(id_, this);
+    hub_.reset();
+    if (!hub->Join(deviceId, this))
+        return false;
+    hub_ = std::move(hub);
+    id_ = deviceId;
+    return true;
+}
+
+void WiredDevice::Drive(int32_t pin, uint32_t level, uint32_t driven) {
+    if (hub_)
+        hub_->DriveDigital(id_, pin, level, driven);
+}
+
+std::unique_lock<std::recursive_mutex> WiredDevice::LockHub() {
+    return hub_ ? std::unique_lock(hub_->Lock()) : std::unique_lock(unconnected_);
+}
+
+// ---- Speaker ----------------------------------------------------------------------------------
+
+bool SimSpeaker::Connect(int32_t hubHandle, int32_t deviceId) {
+    return Join(hubHandle, deviceId);
+}
+
+int32_t SimSpeaker::PinsetId(const std::string& pinset) {
+    if (pinset == "Audio")
+        return kAudio;
+    throw UnknownPinset("Speaker", pinset);
+}
+
+PinKind SimSpeaker::PinsetKind(int32_t pin) const {
+    return pin == kAudio ? PinKind::Analog : PinKind::None;
+}
+
+void SimSpeaker::GenerateUntil(double seconds) {
+    if (!started_ || seconds < origin_ + static_cast<double>(produced_) / kSampleRate - 1.0) {
+        // The first sample, or time that went back (a new machine): start the clock here.
+        started_ = true;
+        origin_ = seconds;
+        produced_ = 0;
+        return;
+    }
+    const int16_t sample = static_cast<int16_t>((static_cast<int>(level_) - 128) * 256);
+    const double due = (seconds - origin_) * kSampleRate;
+    while (static_cast<double>(produced_) < due) {
+        buffer_.push_back(sample);
+        if (buffer_.size() > kBufferLimit)
+            buffer_.pop_front();
+        if (recording_)
+            recorded_.push_back(sample);
+        ++produced_;
+    }
+}
+
+void SimSpeaker::OnAnalogInput(int32_t pin, uint8_t level, double seconds) {
+    if (pin != kAudio)
+        return;
+    std::lock_guard lock(state_);
+    GenerateUntil(seconds);
+    level_ = level;
+}
+
+void SimSpeaker::OnTime(double seconds) {
+    std::lock_guard lock(state_);
+    GenerateUntil(seconds);
+}
+
+std::size_t SimSpeaker::TakeSamples(std::vector<int16_t>& out) {
+    std::lock_guard lock(state_);
+    const std::size_t n = buffer_.size();
+    out.insert(out.end(), buffer_.begin(), buffer_.end());
+    buffer_.clear();
+    return n;
+}
+
+uint8_t SimSpeaker::Level() const {
+    std::lock_guard lock(state_);
+    return level_;
+}
+
+void SimSpeaker::StartRecording() {
+    std::lock_guard lock(state_);
+    recording_ = true;
+    recorded_.clear();
+}
+
+bool SimSpeaker::StopRecording(const std::string& path) {
+    std::vector<int16_t> samples;
+    {
+        std::lock_guard lock(state_);
+        recording_ = false;
+        samples.swap(recorded_);
+    }
+    return WriteWavFile(path, samples, kSampleRate);
+}
+
+std::size_t SimSpeaker::RecordedSamples() const {
+    std::lock_guard lock(state_);
+    return recorded_.size();
+}
+
+// ---- SimpleUI ---------------------------------------------------------------------------------
+
+bool SimSimpleUI::Connect(int32_t hubHandle, int32_t deviceId) {
+    if (!Join(hubHandle, deviceId))
+        return false;
+    auto hub = LockHub();
+    DriveButtons();
+    return true;
+}
+
+int32_t SimSimpleUI::PinsetId(const std::string& pinset) {
+    if (pinset == "LED")
+        return kLed;
+    if (pinset == "Button")
+        return kButton;
+    throw UnknownPinset("SimpleUI", pinset);
+}
+
+PinKind SimSimpleUI::PinsetKind(int32_t pin) const {
+    return pin == kLed || pin == kButton ? PinKind::Digital : PinKind::None;
+}
+
+void SimSimpleUI::OnDigitalInput(int32_t pin, uint32_t level, uint32_t driven) {
+    if (pin != kLed)
+        return;
+    // Both under the hub's lock; a panel reading between the two stores sees one LED change a
+    // moment early, which it can't tell from a real one.
+    ledLevel_.store(static_cast<uint8_t>(level), std::memory_order_relaxed);
+    ledDriven_.store(static_cast<uint8_t>(driven), std::memory_order_relaxed);
+}
+
+uint8_t SimSimpleUI::LitLeds() const {
+    return static_cast<uint8_t>(ledLevel_.load(std::memory_order_relaxed) &
+                                ledDriven_.load(std::memory_order_relaxed));
+}
+
+uint8_t SimSimpleUI::LedLevels() const {
+    return ledLevel_.load(std::memory_order_relaxed);
+}
+
+void SimSimpleUI::DriveButtons() {
+    uint8_t held;
+    {
+        std::lock_guard lock(state_);
+        held = held_;
+    }
+    Drive(kButton, static_cast<uint8_t>(~held), held);
+}
+
+void SimSimpleUI::PressButton(int index) {
+    if (index < 0 || index > 7)
+        return;
+    auto hub = LockHub();
+    {
+        std::lock_guard lock(state_);
+        held_ = static_cast<uint8_t>(held_ | (1u << index));
+    }
+    DriveButtons();
+}
+
+void SimSimpleUI::ReleaseButton(int index) {
+    if (index < 0 || index > 7)
+        return;
+    auto hub = LockHub();
+    {
+        std::lock_guard lock(state_);
+        held_ = static_cast<uint8_t>(held_ & ~(1u << index));
+    }
+    DriveButtons();
+}
+
+uint8_t SimSimpleUI::HeldButtons() const {
+    std::lock_guard lock(state_);
+    return held_;
+}
+
+// ---- Keypad -----------------------------------------------------------------------------------
+
+bool SimKeypad::Connect(int32_t hubHandle, int32_t deviceId) {
+    if (!Join(hubHandle, deviceId))
+        return false;
+    auto hub = LockHub();
+    Update();
+    return true;
+}
+
+int32_t SimKeypad::PinsetId(const std::string& pinset) {
+    if (pinset == "Row")
+        return kRow;
+    if (pinset == "Column")
+        return kColumn;
+    throw UnknownPinset("Keypad", pinset);
+}
+
+void SimKeypad::SetParameter(const std::string& name, const std::string& value) {
+    std::lock_guard lock(state_);
+    if (name == "Rows" || name == "Columns") {
+        int n = 0;
+        try {
+            n = std::stoi(value);
+        } catch (const std::exception&) {
+            return;
+        }
+        if (n < 1 || n > 8)
+            return;
+        (name == "Rows" ? rows_ : columns_) = n;
+    } else if (name == "Keys") {
+        labels_.clear();
+        std::string text = value;
+        for (char& c : text)
+            if (c == ',')
+                c = ' ';
+        std::istringstream in(text);
+        std::string label;
+        while (in >> label)
+            labels_.push_back(label);
+    }
+}
+
+int SimKeypad::Rows() const {
+    std::lock_guard lock(state_);
+    return rows_;
+}
+
+int SimKeypad::Columns() const {
+    std::lock_guard lock(state_);
+    return columns_;
+}
+
+std::string SimKeypad::Label(int row, int column) const {
+    std::lock_guard lock(state_);
+    if (row < 0 || column < 0 || row >= rows_ || column >= columns_)
+        return {};
+    const std::size_t i = static_cast<std::size_t>(row * columns_ + column);
+    return i < labels_.size() ? labels_[i] : std::string();
+}
+
+PinKind SimKeypad::PinsetKind(int32_t pin) const {
+    return pin == kRow || pin == kColumn ? PinKind::Digital : PinKind::None;
+}
+
+void SimKeypad::Update() {
+    uint8_t low = 0;
+    {
+        std::lock_guard lock(state_);
+        for (int r = 0; r < rows_; ++r) {
+            if (!(rowsLow_ & (1u << r)))
+                continue;
+            for (int c = 0; c < columns_; ++c)
+                if (held_ & (uint64_t{1} << (r * 8 + c)))
+                    low = static_cast<uint8_t>(low | (1u << c));
+        }
+        columnsLow_ = low;
+    }
+    Drive(kColumn, static_cast<uint8_t>(~low), low);
+}
+
+void SimKeypad::OnDigitalInput(int32_t pin, uint32_t level, uint32_t driven) {
+    if (pin != kRow)
+        return;
+    {
+        std::lock_guard lock(state_);
+        rowsLow_ = static_cast<uint8_t>(driven & ~level);
+    }
+    Update();
+}
+
+void SimKeypad::PressKey(int row, int column) {
+    if (row < 0 || row > 7 || column < 0 || column > 7)
+        return;
+    auto hub = LockHub();
+    {
+        std::lock_guard lock(state_);
+        held_ |= uint64_t{1} << (row * 8 + column);
+    }
+    Update();
+}
+
+void SimKeypad::ReleaseKey(int row, int column) {
+    if (row < 0 || row > 7 || column < 0 || column > 7)
+        return;
+    auto hub = LockHub();
+    {
+        std::lock_guard lock(state_);
+        held_ &= ~(uint64_t{1} << (row * 8 + column));
+    }
+    Update();
+}
+
+uint64_t SimKeypad::HeldKeys() const {
+    std::lock_guard lock(state_);
+    return held_;
+}
+
+uint8_t SimKeypad::ColumnLevels() const {
+    std::lock_guard lock(state_);
+    return static_cast<uint8_t>(~columnsLow_);
+}
+
+} // namespace bx::sim

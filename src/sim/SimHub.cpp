@@ -1,0 +1,204 @@
+#include "sim/SimHub.h"
+
+#include "foundation/Error.h"
+
+namespace bx::sim {
+
+namespace {
+
+std::mutex& RegistryMutex() {
+    static std::mutex m;
+    return m;
+}
+std::map<int32_t, std::weak_ptr<SimHub>>& Registry() {
+    static std::map<int32_t, std::weak_ptr<SimHub>> r;
+    return r;
+}
+int32_t NextHandle() {
+    static std::atomic<int32_t> next{0x4B01};
+    return next.fetch_add(1);
+}
+
+} // namespace
+
+uint32_t MapBits(uint32_t value, uint32_t fromMask, uint32_t toMask) {
+    uint32_t out = 0;
+    while (fromMask != 0 && toMask != 0) {
+        const uint32_t from = fromMask & (~fromMask + 1);
+        const uint32_t to = toMask & (~toMask + 1);
+        if (value & from)
+            out |= to;
+        fromMask &= fromMask - 1;
+        toMask &= toMask - 1;
+    }
+    return out;
+}
+
+SimHub::SimHub() : handle_(NextHandle()) {}
+
+std::shared_ptr<SimHub> SimHub::Create() {
+    std::shared_ptr<SimHub> hub(new SimHub());
+    std::lock_guard lock(RegistryMutex());
+    Registry()[hub->handle_] = hub;
+    return hub;
+}
+
+std::shared_ptr<SimHub> SimHub::Find(int32_t handle) {
+    std::lock_guard lock(RegistryMutex());
+    auto it = Registry().find(handle);
+    return it == Registry().end() ? nullptr : it->second.lock();
+}
+
+SimHub::~SimHub() {
+    std::lock_guard lock(RegistryMutex());
+    Registry().erase(handle_);
+}
+
+bool SimHub::Join(int32_t id, HubMember* member) {
+    std::lock_guard lock(mutex_);
+    auto [it, inserted] = members_.emplace(id, member);
+    return inserted || it->second == member;
+}
+
+void SimHub::Leave(int32_t id, HubMember* member) {
+    std::lock_guard lock(mutex_);
+    auto it = members_.find(id);
+    if (it != members_.end() && it->second == member)
+        members_.erase(it);
+}
+
+bool SimHub::HasPinset(int32_t id, int32_t pin, PinKind kind) const {
+    HubMember* const* member = members_.get(id);
+    return member != nullptr && (*member)->PinsetKind(pin) == kind;
+}
+
+bool SimHub::ConnectDigital(int32_t sourceDevice, int32_t sourcePin, int32_t sourceMask,
+                            int32_t targetDevice, int32_t targetPin, int32_t targetMask) {
+    std::lock_guard lock(mutex_);
+    if (!HasPinset(sourceDevice, sourcePin, PinKind::Digital) ||
+        !HasPinset(targetDevice, targetPin, PinKind::Digital))
+        return false;
+    const PinRef a{sourceDevice, sourcePin}, b{targetDevice, targetPin};
+    digital_.push_back(
+        {a, b, static_cast<uint32_t>(sourceMask), static_cast<uint32_t>(targetMask)});
+    // Levels already driven reach the new ends at once.
+    Deliver(a);
+    Deliver(b);
+    return true;
+}
+
+bool SimHub::ConnectAnalog(int32_t sourceDevice, int32_t sourcePin, int32_t targetDevice,
+                           int32_t targetPin) {
+    std::lock_guard lock(mutex_);
+    if (!HasPinset(sourceDevice, sourcePin, PinKind::Analog) ||
+        !HasPinset(targetDevice, targetPin, PinKind::Analog))
+        return false;
+    const PinRef a{sourceDevice, sourcePin}, b{targetDevice, targetPin};
+    analog_.emplace_back(a, b);
+    for (const PinRef& from : {a, b}) {
+        auto it = analogLevels_.find(from);
+        if (it != analogLevels_.end())
+            DeliverAnalog(from == a ? b : a, it->second.first, it->second.second);
+    }
+    return true;
+}
+
+void SimHub::SetParameter(const std::string& name, int32_t value) {
+    if (name != "Multiplier" && name != "Divider")
+        throw BxError(5, "DeviceHub", "Unknown hub parameter \"" + name + "\"");
+    if (value <= 0)
+        throw BxError(5, "DeviceHub",
+                      "The hub parameter \"" + name + "\" must be a positive number");
+    (name == "Multiplier" ? multiplier_ : divider_).store(value);
+}
+
+int32_t SimHub::Start() {
+    started_.store(true);
+    return 0;
+}
+
+void SimHub::Deliver(const PinRef& to) {
+    auto member = members_.find(to.Id);
+    if (member == members_.end())
+        return;
+    uint32_t level = 0xFFFFFFFFu, driven = 0;
+    for (const DigitalWire& w : digital_) {
+        const PinRef* other = nullptr;
+        uint32_t mine = 0, theirs = 0;
+        if (w.A == to && !(w.B == to)) {
+            other = &w.B;
+            mine = w.MaskA;
+            theirs = w.MaskB;
+        } else if (w.B == to && !(w.A == to)) {
+            other = &w.A;
+            mine = w.MaskB;
+            theirs = w.MaskA;
+        } else {
+            continue;
+        }
+        auto out = outputs_.find(*other);
+        if (out == outputs_.end())
+            continue;
+        const uint32_t drivenHere = MapBits(out->second.Driven, theirs, mine);
+        const uint32_t lowHere = MapBits(out->second.Driven & ~out->second.Level, theirs, mine);
+        driven |= drivenHere;
+        level &= ~lowHere;
+    }
+    member->second->OnDigitalInput(to.Pin, level, driven);
+}
+
+void SimHub::DriveDigital(int32_t id, int32_t pin, uint32_t level, uint32_t driven) {
+    std::lock_guard lock(mutex_);
+    const PinRef from{id, pin};
+    Output& out = outputs_[from];
+    if (out.Level == level && out.Driven == driven)
+        return;
+    out.Level = level;
+    out.Driven = driven;
+    // A member answering a change may drive again; a loop of members answering each other
+    // without end is cut off.
+    if (depth_ > 8)
+        return;
+    ++depth_;
+    for (const DigitalWire& w : digital_) {
+        if (w.A == from)
+            Deliver(w.B);
+        else if (w.B == from)
+            Deliver(w.A);
+    }
+    --depth_;
+}
+
+void SimHub::DeliverAnalog(const PinRef& to, uint8_t level, double seconds) {
+    auto member = members_.find(to.Id);
+    if (member != members_.end())
+        member->second->OnAnalogInput(to.Pin, level, seconds);
+}
+
+void SimHub::DriveAnalog(int32_t id, int32_t pin, uint8_t level, double seconds) {
+    std::lock_guard lock(mutex_);
+    const PinRef from{id, pin};
+    analogLevels_[from] = {level, seconds};
+    if (seconds > seconds_)
+        seconds_ = seconds;
+    for (const auto& [a, b] : analog_) {
+        if (a == from)
+            DeliverAnalog(b, level, seconds);
+        else if (b == from)
+            DeliverAnalog(a, level, seconds);
+    }
+}
+
+void SimHub::AdvanceTime(double seconds) {
+    std::lock_guard lock(mutex_);
+    seconds_ = seconds;
+    for (auto& [id, member] : members_)
+        member->OnTime(seconds);
+}
+
+double SimHub::Seconds() const {
+    std::lock_guard lock(mutex_);
+    return seconds_;
+}
+
+} // namespace bx::sim

@@ -1,0 +1,226 @@
+// The simulator's worker thread: Stop against a natural stop, calls made while the target
+// runs, the real-time pacing, and stale deliveries.
+#include "KtrBoard.h"
+#include "sim/SimDevices.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace bx::sim::testing {
+namespace {
+
+#define REQUIRE_CA65()                                                                             \
+    if (!test::Ca65Available())                                                                    \
+    GTEST_SKIP() << test::kCa65Missing
+
+#define LOAD(board, source)                                                                        \
+    do {                                                                                           \
+        const std::string complaint = (board).Load(source);                                        \
+        ASSERT_TRUE(complaint.empty()) << complaint;                                               \
+    } while (0)
+
+using namespace std::chrono_literals;
+
+// A delay loop of $0200 * 256 iterations (about 1,300 cycles per unit), then STP.
+const char* kDelayThenStp = R"(
+reset:  ldx #$FF
+        txs
+        ldy $0200
+outer:  ldx #0
+inner:  dex
+        bne inner
+        dey
+        bne outer
+        stp
+irq:
+nmi:    rti
+)";
+
+TEST(KtrThreads, StopRacingANaturalStopGivesEitherTheStopOrTheBreakHitNeverBoth) {
+    REQUIRE_CA65();
+    KtrBoard board(emulator_model::kKTR311);
+    LOAD(board, Program(kDelayThenStp));
+    board.Emu->SetClock(0, 8'000'000);
+    int stoppedByUs = 0, stoppedByItself = 0;
+    for (int i = 0; i < 60; ++i) {
+        // Delays from a few microseconds to about a millisecond of simulated time, and the
+        // Stop at varying moments around the natural stop.
+        int32_t count = 1;
+        board.Emu->WriteMemory(0x0200, count, {static_cast<uint8_t>(1 + (i % 6))});
+        board.Emu->Reset();
+        board.Emu->SetUnthrottled(i % 2 == 0);
+        const std::size_t before = board.Stops.size();
+        board.Emu->Run();
+        std::this_thread::sleep_for(std::chrono::microseconds(50 * (i % 10)));
+        const bool wasRunning = board.Emu->Stop();
+        EXPECT_FALSE(board.Emu->IsRunning());
+        // Whatever was posted arrives now.
+        board.Dispatcher.RunUntil([] { return false; }, 5ms);
+        if (wasRunning) {
+            ++stoppedByUs;
+            EXPECT_EQ(board.Stops.size(), before) << "iteration " << i;
+            // Halted: the PC doesn't move any more.
+            const uint16_t pc = board.Emu->GetCpuState()->PC;
+            std::this_thread::sleep_for(2ms);
+            EXPECT_EQ(board.Emu->GetCpuState()->PC, pc);
+        } else {
+            ++stoppedByItself;
+            ASSERT_EQ(board.Stops.size(), before + 1) << "iteration " << i;
+            EXPECT_EQ(board.Stops.back().Cond, stop_cond::kStp);
+        }
+    }
+    // Both outcomes should occur over the sweep; say so if the host made one of them vanish.
+    if (stoppedByUs == 0 || stoppedByItself == 0)
+        GTEST_LOG_(INFO) << "only one outcome occurred: " << stoppedByUs << " stopped by Stop, "
+                         << stoppedByItself << " by themselves";
+}
+
+TEST(KtrThreads, AStopPostedBeforeANewRunIsNotDelivered) {
+    REQUIRE_CA65();
+    KtrBoard board(emulator_model::kKTR311);
+    LOAD(board, Program(kDelayThenStp));
+    int32_t count = 1;
+    board.Emu->WriteMemory(0x0200, count, {1});
+    board.Emu->SetUnthrottled(true);
+    board.Emu->Run();
+    // Let the target stop by itself without letting the UI queue run.
+    while (board.Emu->IsRunning())
+        std::this_thread::sleep_for(1ms);
+    board.Emu->Reset();
+    // About 80 ms in real time: long enough to be still running when the queue runs.
+    board.Emu->WriteMemory(0x0200, count = 1, {0});
+    board.Emu->SetUnthrottled(false);
+    board.Emu->Run();
+    board.Dispatcher.RunPending();
+    EXPECT_TRUE(board.Stops.empty()) << "the first run's stop is stale once a new Run started";
+    ASSERT_TRUE(board.WaitForStops(1));
+    EXPECT_EQ(board.Stops.size(), 1u);
+}
+
+TEST(KtrThreads, ADeliveryPostedByADestroyedEmulatorIsDropped) {
+    REQUIRE_CA65();
+    platform::QueueDispatcher dispatcher;
+    int hits = 0;
+    {
+        KtrBoard board(emulator_model::kKTR310);
+        LOAD(board, Program("reset: stp\nirq:\nnmi: rti\n"));
+        board.Emu->BreakHit.Connect([&](int32_t, int32_t, int32_t) { ++hits; });
+        // Build a second emulator on the outer dispatcher and let it stop by itself.
+        KtrEmulator emu(dispatcher);
+        emu.SetModel(7);
+        int32_t count = 0x8000;
+        emu.WriteMemory(0x8000, count, std::vector<uint8_t>(0x8000, 0xDB)); // STP everywhere
+        emu.Reset();
+        emu.BreakHit.Connect([&](int32_t, int32_t, int32_t) { ++hits; });
+        emu.Run();
+        while (emu.IsRunning())
+            std::this_thread::sleep_for(1ms);
+    }
+    EXPECT_EQ(dispatcher.RunPending(), 1);
+    EXPECT_EQ(hits, 0);
+}
+
+TEST(KtrThreads, CallsWhileTheTargetRunsAreServedBetweenSlices) {
+    REQUIRE_CA65();
+    KtrBoard board(emulator_model::kKTR311);
+    LOAD(board, Program(R"(
+reset:  ldx #$FF
+        txs
+loop:   inc $0200
+        bra loop
+irq:
+nmi:    rti
+)"));
+    for (bool unthrottled : {false, true}) {
+        board.Emu->SetUnthrottled(unthrottled);
+        board.Emu->Run();
+        uint8_t last = board.Peek(0x0200);
+        int changes = 0;
+        for (int i = 0; i < 50; ++i) {
+            EXPECT_FALSE(board.Emu->ResetRequested());
+            std::vector<int32_t> flags;
+            EXPECT_TRUE(board.Emu->GetBreakFlags(0x0200, flags, 1));
+            const uint8_t now = board.Peek(0x0200);
+            changes += now != last;
+            last = now;
+            std::this_thread::sleep_for(2ms);
+        }
+        EXPECT_GT(changes, 2) << "the target ran between the calls";
+        EXPECT_TRUE(board.Emu->Stop());
+    }
+}
+
+TEST(KtrThreads, DevicesAndHubMayGoWhileTheTargetDrivesThem) {
+    REQUIRE_CA65();
+    KtrBoard board(emulator_model::kKTR311);
+    auto hub = SimHub::Create();
+    board.Emu->AttachHub(hub->HubHandle(), device_id::kEmulator);
+    auto ui = std::make_unique<SimSimpleUI>();
+    auto speaker = std::make_unique<SimSpeaker>();
+    ASSERT_TRUE(ui->Connect(hub->HubHandle(), device_id::kSimpleUI));
+    ASSERT_TRUE(speaker->Connect(hub->HubHandle(), device_id::kSpeaker));
+    ASSERT_TRUE(hub->ConnectDigital(2002, 0, 0xFF, 2003, 0, 0xFF));
+    ASSERT_TRUE(hub->ConnectAnalog(2002, 3, 2001, 0));
+    LOAD(board, Program(R"(
+reset:  lda #$FF
+        sta P0DIR
+loop:   inc P0
+        inc DAC
+        bra loop
+irq:
+nmi:    rti
+)"));
+    board.Emu->SetUnthrottled(true);
+    board.Emu->Run();
+    std::this_thread::sleep_for(10ms);
+    ui->PressButton(1);
+    ui.reset();
+    std::this_thread::sleep_for(5ms);
+    speaker.reset();
+    hub.reset(); // the emulator still holds it
+    std::this_thread::sleep_for(5ms);
+    EXPECT_TRUE(board.Emu->Stop());
+    EXPECT_NE(board.Peek(sfr::kP0), 0xEE);
+}
+
+// Simulated time against real time at 25%, 100% and 200%. The host may fall behind under load
+// (the check on that side is looser); it must never run ahead by more than a slice.
+TEST(KtrThreads, PacingKeepsSimulatedTimeAtTheRateOfTheHub) {
+    REQUIRE_CA65();
+    struct Rate {
+        int32_t Multiplier, Divider;
+    };
+    for (const Rate rate : {Rate{1, 4}, Rate{1, 1}, Rate{2, 1}}) {
+        SCOPED_TRACE(std::to_string(rate.Multiplier) + "/" + std::to_string(rate.Divider));
+        KtrBoard board(emulator_model::kKTR311);
+        auto hub = SimHub::Create();
+        hub->SetParameter("Multiplier", rate.Multiplier);
+        hub->SetParameter("Divider", rate.Divider);
+        hub->Start();
+        board.Emu->AttachHub(hub->HubHandle(), device_id::kEmulator);
+        board.Emu->SetClock(0, 1'000'000);
+        LOAD(board, Program(R"(
+reset:  ldx #$FF
+        txs
+loop:   inc $0200
+        bra loop
+irq:
+nmi:    rti
+)"));
+        const double ratio = static_cast<double>(rate.Multiplier) / rate.Divider;
+        const double simStart = board.Emu->SimulatedSeconds();
+        const auto wallStart = std::chrono::steady_clock::now();
+        board.Emu->Run();
+        std::this_thread::sleep_for(250ms);
+        ASSERT_TRUE(board.Emu->Stop());
+        const double wall =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
+        const double sim = board.Emu->SimulatedSeconds() - simStart;
+        const double achieved = sim / wall;
+        EXPECT_LT(achieved, ratio * 1.03) << "sim " << sim << " s in " << wall << " s";
+        EXPECT_GT(achieved, ratio * 0.93) << "sim " << sim << " s in " << wall << " s";
+    }
+}
+
+} // namespace
+} // namespace bx::sim::testing
