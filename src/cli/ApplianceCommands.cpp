@@ -1,12 +1,12 @@
 #include "cli/ApplianceCommands.h"
 
 #include "appliance/Appliance.h"
+#include "cli/CommandLine.h"
 #include "cli/JsonWriter.h"
 #include "cli/StreamPrompter.h"
 #include "foundation/Error.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
-#include "platform/ProgramFolder.h"
 #include "settings/GlobalSettings.h"
 
 #include <ostream>
@@ -254,53 +254,23 @@ std::string ApplianceToJson(Appliance& appliance, bool loadResult) {
 }
 
 int RunAppliance(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-    bool answerYes = false;
-    std::string settingsPath;
-    std::vector<std::string> words;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--yes") {
-            answerYes = true;
-        } else if (args[i] == "--settings") {
-            if (i + 1 == args.size()) {
-                err << "tessarine-cli appliance: --settings needs a FILE.gss\n";
-                return 2;
-            }
-            settingsPath = platform::FromNativePath(args[++i]);
-        } else {
-            words.push_back(args[i]);
-        }
-    }
-    if (words.size() != 2 || (words[0] != "show" && words[0] != "resave")) {
-        if (words.empty())
-            err << "tessarine-cli appliance: missing command\n";
-        else if (words[0] != "show" && words[0] != "resave")
-            err << "tessarine-cli appliance: unknown command \"" << words[0] << "\"\n";
-        else
-            err << "tessarine-cli appliance " << words[0] << ": expected one FILE.apl\n";
+    Parsed parsed = Parse(args, {"--settings"}, {"--yes"});
+    if (!ExpectCommandAndFile(parsed, "appliance", {"show", "resave"}, "FILE.apl", err)) {
         PrintApplianceUsage(err);
         return 2;
     }
+    const std::vector<std::string>& words = parsed.words;
     const std::string& command = words[0];
     const std::string prefix = "tessarine-cli appliance " + command + ": ";
     // The appliance's folder is where it is saved to: keep it absolute, whatever the current
     // directory is when the save changes into it.
     const std::string path = platform::AbsolutePath(platform::FromNativePath(words[1]));
 
-    StreamPrompter prompter(err, answerYes);
+    StreamPrompter prompter(err, parsed.flags["--yes"]);
     GlobalSettings settings(prompter);
-    if (settingsPath.empty())
-        settingsPath = platform::ProgramFolder() + "\\" + GlobalSettings::kFileName;
-    if (!platform::FileExists(settingsPath)) {
-        err << prefix << "no global settings file at " << Shown(settingsPath) << "\n";
+    std::string settingsPath;
+    if (!LoadSettings(settings, parsed, settingsPath, prefix, err))
         return 1;
-    }
-    if (!settings.Load(settingsPath)) {
-        err << prefix << "can't load the global settings " << Shown(settingsPath);
-        if (!settings.LoadErrorText().empty())
-            err << ": " << settings.LoadErrorText();
-        err << "\n";
-        return 1;
-    }
 
     Appliance appliance;
     appliance.Settings = &settings;

@@ -3,6 +3,7 @@
 #include "appliance/Appliance.h"
 #include "appliance_editor/ApplianceWizard.h"
 #include "build/BuildDriver.h"
+#include "cli/CommandLine.h"
 #include "cli/StreamPrompter.h"
 #include "foundation/Common.h"
 #include "foundation/Diagnoser.h"
@@ -33,67 +34,6 @@ void PrintBuildUsage(std::ostream& out) {
 
 std::string Shown(const std::string& path) {
     return platform::ToNativePath(path);
-}
-
-// The words of a command: options with a value, flags, and the rest in order.
-struct Parsed {
-    std::map<std::string, std::string> values;
-    std::map<std::string, bool> flags;
-    std::vector<std::string> words;
-    std::string error;
-};
-
-Parsed Parse(const std::vector<std::string>& args, const std::vector<std::string>& valueOptions,
-             const std::vector<std::string>& flagOptions) {
-    Parsed parsed;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        bool known = false;
-        for (const auto& option : valueOptions) {
-            if (arg != option)
-                continue;
-            known = true;
-            if (i + 1 == args.size()) {
-                parsed.error = option + " needs a value";
-                return parsed;
-            }
-            parsed.values[option] = args[++i];
-        }
-        for (const auto& flag : flagOptions)
-            if (arg == flag) {
-                known = true;
-                parsed.flags[flag] = true;
-            }
-        if (known)
-            continue;
-        if (arg.size() > 1 && arg[0] == '-') {
-            parsed.error = "unknown option " + arg;
-            return parsed;
-        }
-        parsed.words.push_back(arg);
-    }
-    return parsed;
-}
-
-// The settings file given, or BX.gss in the program's folder; loaded with its messages.
-bool LoadSettings(GlobalSettings& settings, const Parsed& parsed, std::string& path,
-                  const std::string& prefix, std::ostream& err) {
-    auto given = parsed.values.find("--settings");
-    path = given != parsed.values.end()
-               ? platform::AbsolutePath(platform::FromNativePath(given->second))
-               : platform::ProgramFolder() + "\\" + GlobalSettings::kFileName;
-    if (!platform::FileExists(path)) {
-        err << prefix << "no global settings file at " << Shown(path) << "\n";
-        return false;
-    }
-    if (!settings.Load(path)) {
-        err << prefix << "can't load the global settings " << Shown(path);
-        if (!settings.LoadErrorText().empty())
-            err << ": " << settings.LoadErrorText();
-        err << "\n";
-        return false;
-    }
-    return true;
 }
 
 // The trace log of a command-line run: vkbx.log in the program's folder, or in the system's

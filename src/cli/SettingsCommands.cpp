@@ -1,5 +1,6 @@
 #include "cli/SettingsCommands.h"
 
+#include "cli/CommandLine.h"
 #include "cli/JsonWriter.h"
 #include "cli/StreamPrompter.h"
 #include "foundation/Error.h"
@@ -123,28 +124,16 @@ std::string SettingsToJson(const GlobalSettings& settings, bool loadResult) {
 }
 
 int RunSettings(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-    bool answerYes = false;
-    std::vector<std::string> words;
-    for (const std::string& arg : args) {
-        if (arg == "--yes")
-            answerYes = true;
-        else
-            words.push_back(arg);
-    }
-    if (words.size() != 2 || (words[0] != "show" && words[0] != "resave")) {
-        if (words.empty())
-            err << "tessarine-cli settings: missing command\n";
-        else if (words[0] != "show" && words[0] != "resave")
-            err << "tessarine-cli settings: unknown command \"" << words[0] << "\"\n";
-        else
-            err << "tessarine-cli settings " << words[0] << ": expected one FILE.gss\n";
+    Parsed parsed = Parse(args, {}, {"--yes"});
+    if (!ExpectCommandAndFile(parsed, "settings", {"show", "resave"}, "FILE.gss", err)) {
         PrintSettingsUsage(err);
         return 2;
     }
+    const std::vector<std::string>& words = parsed.words;
     const std::string& command = words[0];
     const std::string path = platform::FromNativePath(words[1]);
 
-    StreamPrompter prompter(err, answerYes);
+    StreamPrompter prompter(err, parsed.flags["--yes"]);
     GlobalSettings settings(prompter);
     bool loaded = settings.Load(path);
     if (!loaded) {

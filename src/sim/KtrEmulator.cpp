@@ -516,8 +516,8 @@ int32_t KtrEmulator::NextInstruction(int32_t address) {
 }
 
 bool KtrEmulator::SetReadAhead(int32_t, int32_t, bool, bool) {
-    // Every read is a peek into local memory: nothing to fetch ahead.
-    return false;
+    // Taken, and nothing to do for it: every read is a peek into local memory.
+    return true;
 }
 
 bool KtrEmulator::ResetRequested() {

@@ -11,9 +11,9 @@
 // and ExecuteBreak), so every access is an inline call into a table of 64-byte blocks: a block
 // whose table entry is a host pointer is plain memory; a null entry sends the access to the slow
 // path (the SFR block, a block holding a read or write breakpoint, ROM for writes, the vector
-// bytes in bank mode 1). Execute breakpoints cost one byte test per instruction: ExecuteBreak
-// looks at a per-block flag and only looks further when the block holds an execute breakpoint
-// or no memory at all.
+// bytes in bank mode 1). Execute breakpoints cost nothing extra: the CPU takes each opcode
+// through FetchBlock, a second table that is null for blocks holding an execute (or read)
+// breakpoint, the SFRs or no memory, and only there asks ExecuteBreak.
 //
 // Time: everything is counted in CPU cycles of the main clock. Events (timer underflow, time
 // base tick, watchdog timeout) are kept as the cycle at which they happen; RunFor hands the CPU a

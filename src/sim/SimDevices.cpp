@@ -158,19 +158,19 @@ PinKind SimSimpleUI::PinsetKind(int32_t pin) const {
 void SimSimpleUI::OnDigitalInput(int32_t pin, uint32_t level, uint32_t driven) {
     if (pin != kLed)
         return;
-    std::lock_guard lock(state_);
-    ledLevel_ = static_cast<uint8_t>(level);
-    ledDriven_ = static_cast<uint8_t>(driven);
+    // Both under the hub's lock; a panel reading between the two stores sees one LED change a
+    // moment early, which it can't tell from a real one.
+    ledLevel_.store(static_cast<uint8_t>(level), std::memory_order_relaxed);
+    ledDriven_.store(static_cast<uint8_t>(driven), std::memory_order_relaxed);
 }
 
 uint8_t SimSimpleUI::LitLeds() const {
-    std::lock_guard lock(state_);
-    return static_cast<uint8_t>(ledLevel_ & ledDriven_);
+    return static_cast<uint8_t>(ledLevel_.load(std::memory_order_relaxed) &
+                                ledDriven_.load(std::memory_order_relaxed));
 }
 
 uint8_t SimSimpleUI::LedLevels() const {
-    std::lock_guard lock(state_);
-    return ledLevel_;
+    return ledLevel_.load(std::memory_order_relaxed);
 }
 
 void SimSimpleUI::DriveButtons() {

@@ -19,6 +19,7 @@
 #include "debug/DeviceHub.h"
 #include "sim/SimHub.h"
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -115,9 +116,10 @@ public:
 private:
     void DriveButtons();
 
+    // The LED lines change on every port write the MCU makes: atomics, no lock.
+    std::atomic<uint8_t> ledLevel_{0xFF};
+    std::atomic<uint8_t> ledDriven_{0};
     mutable std::mutex state_;
-    uint8_t ledLevel_ = 0xFF;
-    uint8_t ledDriven_ = 0;
     uint8_t held_ = 0;
 };
 

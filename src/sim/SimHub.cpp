@@ -68,8 +68,8 @@ void SimHub::Leave(int32_t id, HubMember* member) {
 }
 
 bool SimHub::HasPinset(int32_t id, int32_t pin, PinKind kind) const {
-    auto it = members_.find(id);
-    return it != members_.end() && it->second->PinsetKind(pin) == kind;
+    HubMember* const* member = members_.get(id);
+    return member != nullptr && (*member)->PinsetKind(pin) == kind;
 }
 
 bool SimHub::ConnectDigital(int32_t sourceDevice, int32_t sourcePin, int32_t sourceMask,

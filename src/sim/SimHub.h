@@ -34,6 +34,42 @@ namespace bx::sim {
 
 enum class PinKind { None, Digital, Analog };
 
+// A map for the hub's handful of members and pins: a vector searched from the front, which
+// beats a tree on every port write the hub carries.
+template <class K, class V>
+class SmallMap {
+public:
+    using Items = std::vector<std::pair<K, V>>;
+    typename Items::iterator begin() { return items_.begin(); }
+    typename Items::iterator end() { return items_.end(); }
+    typename Items::iterator find(const K& key) {
+        for (auto it = items_.begin(); it != items_.end(); ++it)
+            if (it->first == key)
+                return it;
+        return items_.end();
+    }
+    const V* get(const K& key) const {
+        for (const auto& item : items_)
+            if (item.first == key)
+                return &item.second;
+        return nullptr;
+    }
+    // Inserts (key, value) unless key is there; the iterator names the key's entry.
+    std::pair<typename Items::iterator, bool> emplace(const K& key, V value) {
+        auto it = find(key);
+        if (it != items_.end())
+            return {it, false};
+        items_.emplace_back(key, std::move(value));
+        return {items_.end() - 1, true};
+    }
+    V& operator[](const K& key) { return emplace(key, V{}).first->second; }
+    void erase(typename Items::iterator it) { items_.erase(it); }
+    std::size_t size() const { return items_.size(); }
+
+private:
+    Items items_;
+};
+
 // What a member of the hub answers. Every callback runs under the hub's lock.
 class HubMember {
 public:
@@ -100,11 +136,11 @@ private:
 
     const int32_t handle_;
     mutable std::recursive_mutex mutex_;
-    std::map<int32_t, HubMember*> members_;
+    SmallMap<int32_t, HubMember*> members_;
     std::vector<DigitalWire> digital_;
     std::vector<std::pair<PinRef, PinRef>> analog_;
-    std::map<PinRef, Output> outputs_;
-    std::map<PinRef, std::pair<uint8_t, double>> analogLevels_;
+    SmallMap<PinRef, Output> outputs_;
+    SmallMap<PinRef, std::pair<uint8_t, double>> analogLevels_;
     std::atomic<int32_t> multiplier_{1};
     std::atomic<int32_t> divider_{1};
     std::atomic<bool> started_{false};

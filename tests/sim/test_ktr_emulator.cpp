@@ -89,7 +89,8 @@ TEST(KtrEmulator, PortNamesAndTheIceCallsOfTheSimulator) {
     EXPECT_THROW(emu.GetPortId("P3"), BxError);
     emu.SetIceDriver("C:\\ice\\driver.dll");
     EXPECT_EQ(emu.GetIceDriver(), "");
-    EXPECT_FALSE(emu.SetReadAhead(0, 768, true, false));
+    EXPECT_TRUE(emu.SetReadAhead(0, 768, true, false));
+    EXPECT_TRUE(emu.SetReadAhead(0, 0, false, false));
     EXPECT_FALSE(emu.ResetRequested());
     emu.SetResetKey(true);
     EXPECT_TRUE(emu.ResetRequested());
