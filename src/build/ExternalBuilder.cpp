@@ -98,8 +98,8 @@ std::string ParseBuilderArgs(const std::vector<std::string>& args, BuilderOption
             options.rcOscillator = true;
         else if (word == "-MW")
             options.watchdog = true;
-        else if (word.rfind("-M", 0) == 0 && word.size() > 2)
-            options.clock = word.substr(2);
+        else if (word.rfind("-M", 0) == 0)
+            options.clock = word.substr(2); // "-M" alone: a clock without a parameter
         else if (!word.empty() && word[0] == '-')
             problem = "unknown option " + word;
         else if (!word.empty())

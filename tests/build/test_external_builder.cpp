@@ -110,6 +110,11 @@ TEST(ExternalBuilderTest, ALineItCantUseSaysWhatIsWrong) {
     EXPECT_EQ(ParseBuilderArgs({"-MP", "XY"}, options),
               "-MP needs the option byte in hexadecimal, not 'XY'");
     EXPECT_EQ(ParseBuilderArgs({"-X"}, options), "unknown option -X");
+    // A clock whose parameter is empty gives "-M" alone, which is no error.
+    std::vector<std::string> bareClock = good;
+    bareClock[12] = "-M";
+    EXPECT_EQ(ParseBuilderArgs(bareClock, options), "");
+    EXPECT_EQ(options.clock, "");
     EXPECT_EQ(ParseBuilderArgs({"-D"}, options), "-D needs a value");
 
     std::ostringstream out, err;
