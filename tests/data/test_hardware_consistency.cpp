@@ -9,9 +9,9 @@
 #include "settings/GlobalSettings.h"
 #include "support/TestDoubles.h"
 
+#include <cctype>
 #include <gtest/gtest.h>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -19,6 +19,56 @@ namespace bx {
 namespace {
 
 using Registers = std::map<std::string, int>; // name -> zero-page address
+
+// The cells of a Markdown table row "| a | b |", trimmed; empty for any other line.
+std::vector<std::string> Cells(const std::string& line) {
+    std::vector<std::string> cells;
+    if (line.rfind("| ", 0) != 0)
+        return cells;
+    std::size_t start = 1;
+    for (std::size_t bar; (bar = line.find('|', start)) != std::string::npos; start = bar + 1) {
+        std::string cell = line.substr(start, bar - start);
+        cell.erase(0, cell.find_first_not_of(' '));
+        cell.erase(cell.find_last_not_of(' ') + 1);
+        cells.push_back(cell);
+    }
+    return cells;
+}
+
+// "`$C0`" -> "C0", "`BANK`" -> "BANK".
+std::string Unquoted(std::string cell) {
+    std::erase(cell, '`');
+    if (!cell.empty() && cell[0] == '$')
+        cell.erase(0, 1);
+    return cell;
+}
+
+bool IsHex(const std::string& text) {
+    return !text.empty() && text.find_first_not_of("0123456789ABCDEFabcdef") == std::string::npos;
+}
+
+// An equate "NAME = $hex" at the start of a line: its name and value.
+bool Equate(const std::string& line, std::string& name, int& value) {
+    std::size_t i = 0;
+    while (i < line.size() && (std::isalnum(static_cast<unsigned char>(line[i])) || line[i] == '_'))
+        ++i;
+    name = line.substr(0, i);
+    while (i < line.size() && line[i] == ' ')
+        ++i;
+    if (name.empty() || i >= line.size() || line[i] != '=')
+        return false;
+    ++i;
+    while (i < line.size() && line[i] == ' ')
+        ++i;
+    if (i >= line.size() || line[i] != '$')
+        return false;
+    const std::size_t end = line.find_first_not_of("0123456789ABCDEFabcdef", i + 1);
+    const std::string digits = line.substr(i + 1, end == std::string::npos ? end : end - i - 1);
+    if (!IsHex(digits))
+        return false;
+    value = std::stoi(digits, nullptr, 16);
+    return true;
+}
 
 std::string ReadSource(const std::string& relative) {
     auto text =
@@ -31,11 +81,14 @@ std::string ReadSource(const std::string& relative) {
 Registers FromHardwareReference() {
     Registers registers;
     std::istringstream lines(ReadSource("docs/hardware.md"));
-    const std::regex row(R"(^\| `\$([0-9A-F]{2})` \| `(\w+)` \|)");
-    std::smatch match;
-    for (std::string line; std::getline(lines, line);)
-        if (std::regex_search(line, match, row))
-            registers[match[2]] = std::stoi(match[1], nullptr, 16);
+    for (std::string line; std::getline(lines, line);) {
+        const std::vector<std::string> cells = Cells(line);
+        if (cells.size() < 2 || cells[0].rfind("`$", 0) != 0 || cells[1].rfind('`', 0) != 0)
+            continue;
+        const std::string address = Unquoted(cells[0]);
+        if (address.size() == 2 && IsHex(address))
+            registers[Unquoted(cells[1])] = std::stoi(address, nullptr, 16);
+    }
     return registers;
 }
 
@@ -43,25 +96,22 @@ Registers FromHardwareReference() {
 Registers FromInclude() {
     Registers registers;
     std::istringstream lines(ReadSource("data/Templates/Sarnova/include/ktr.inc"));
-    const std::regex equate(R"(^(\w+)\s*=\s*\$([0-9A-Fa-f]+))");
-    std::smatch match;
+    std::string name;
+    int value = 0;
     for (std::string line; std::getline(lines, line);)
-        if (std::regex_search(line, match, equate)) {
-            const int value = std::stoi(match[2], nullptr, 16);
-            if (value >= 0xC0 && value <= 0xFF)
-                registers[match[1]] = value;
-        }
+        if (Equate(line, name, value) && value >= 0xC0 && value <= 0xFF)
+            registers[name] = value;
     return registers;
 }
 
 std::set<std::string> IncludeEquates() {
     std::set<std::string> names;
     std::istringstream lines(ReadSource("data/Templates/Sarnova/include/ktr.inc"));
-    const std::regex equate(R"(^(\w+)\s*=)");
-    std::smatch match;
+    std::string name;
+    int value = 0;
     for (std::string line; std::getline(lines, line);)
-        if (std::regex_search(line, match, equate) && match[1] != "KTR_INC")
-            names.insert(match[1]);
+        if (Equate(line, name, value))
+            names.insert(name);
     return names;
 }
 
@@ -163,26 +213,24 @@ TEST(HardwareConsistencyTest, EachTemplatesRegisterTreeWatchesEveryRegisterAtIts
 }
 
 TEST(HardwareConsistencyTest, TheShippedBodiesHaveTheReferencesBankModesAndCounts) {
-    // "| KTR310 | 7 | 2 KB, ... | 0 | ... | 4 (0-3) | 96 KB | `$8000` |"
+    // "| KTR310 | 7 | 2 KB, ... | 0 | `$4000-$7FFF` | `$8000-$FFFF` | 4 (0-3) | 96 KB | `$8000` |"
     std::istringstream lines(ReadSource("docs/hardware.md"));
-    const std::regex row(
-        R"(^\| (KTR\d+) \| (\d+) \| [^|]+\| (\d) \|[^|]+\|[^|]+\| (\d+) \([^|]+\|[^|]+\| `\$([0-9A-F]+)` \|)");
-    std::smatch match;
     test::ScriptedPrompter prompter;
     GlobalSettings settings(prompter);
     ASSERT_TRUE(
         settings.Load(platform::FromNativePath(test::BuiltProgramFolder().string()) + "\\BX.gss"));
     int rows = 0;
     for (std::string line; std::getline(lines, line);) {
-        if (!std::regex_search(line, match, row))
+        const std::vector<std::string> cells = Cells(line);
+        if (cells.size() < 9 || cells[0].rfind("KTR", 0) != 0)
             continue;
         ++rows;
-        auto body = settings.Bodies->Item(match[1]);
-        ASSERT_NE(body, nullptr) << match[1];
-        EXPECT_EQ(body->IceEmuNo, std::stoi(match[2])) << match[1];
-        EXPECT_EQ(body->BankMode, std::stoi(match[3])) << match[1];
-        EXPECT_EQ(body->BankCount, std::stoi(match[4])) << match[1];
-        EXPECT_EQ(body->ProgramStart, std::stoi(match[5], nullptr, 16)) << match[1];
+        auto body = settings.Bodies->Item(cells[0]);
+        ASSERT_NE(body, nullptr) << cells[0];
+        EXPECT_EQ(body->IceEmuNo, std::stoi(cells[1])) << cells[0];
+        EXPECT_EQ(body->BankMode, std::stoi(cells[3])) << cells[0];
+        EXPECT_EQ(body->BankCount, std::stoi(cells[6])) << cells[0];
+        EXPECT_EQ(body->ProgramStart, std::stoi(Unquoted(cells[8]), nullptr, 16)) << cells[0];
     }
     EXPECT_EQ(rows, 3);
 }
