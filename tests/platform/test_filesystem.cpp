@@ -24,145 +24,125 @@ void MakeReadOnly(const TempFolder& folder, const std::string& relative) {
 
 // --- Path conversion --------------------------------------------------------------------------
 
-TEST(Paths, BackslashesBecomeSlashesAndNothingElseChanges) {
-    EXPECT_EQ(ToNativePath("C:\\Projects\\Demo\\demo.bxa"), "C:/Projects/Demo/demo.bxa");
-    EXPECT_EQ(ToNativePath("\\tmp\\a b\\\xC3\xA9t\xC3\xA9.s"), "/tmp/a b/\xC3\xA9t\xC3\xA9.s");
-    EXPECT_EQ(ToNativePath("folder\\"), "folder/");
+TEST(Paths, SeparatorsAreSwappedBothWaysAndNothingElseChanges) {
+    struct Row {
+        std::string backslashed, native;
+    };
+    const Row rows[] = {
+        {"C:\\Projects\\Demo\\demo.bxa", "C:/Projects/Demo/demo.bxa"},
+        {"\\tmp\\a b\\\xC3\xA9t\xC3\xA9.s", "/tmp/a b/\xC3\xA9t\xC3\xA9.s"},
+        {"folder\\", "folder/"},
+        {"relative\\x.s", "relative/x.s"},
+        {"\\\\server\\share", "//server/share"},
+        {"no separator", "no separator"},
+        {"", ""},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.backslashed);
+        EXPECT_EQ(ToNativePath(row.backslashed), row.native);
+        EXPECT_EQ(FromNativePath(row.native), row.backslashed);
+        EXPECT_EQ(FromNativePath(ToNativePath(row.backslashed)), row.backslashed);
+    }
     EXPECT_EQ(ToNativePath("already/native"), "already/native");
-    EXPECT_EQ(ToNativePath(""), "");
-}
-
-TEST(Paths, SlashesBecomeBackslashesAndNothingElseChanges) {
-    EXPECT_EQ(FromNativePath("/tmp/bx/demo.bxa"), "\\tmp\\bx\\demo.bxa");
-    EXPECT_EQ(FromNativePath("relative/x.s"), "relative\\x.s");
-    EXPECT_EQ(FromNativePath("no separator"), "no separator");
-    EXPECT_EQ(FromNativePath(""), "");
-}
-
-TEST(Paths, ConversionRoundTrips) {
-    for (std::string path : {"\\a\\b\\c.txt", "C:\\d\\", "x", "\\\\server\\share"})
-        EXPECT_EQ(FromNativePath(ToNativePath(path)), path);
 }
 
 // --- Existence --------------------------------------------------------------------------------
 
-TEST(FileSystemExists, FilesAndFoldersAreToldApart) {
+TEST(FileSystemExists, FilesFoldersAndMissingPathsAreToldApart) {
     TempFolder folder;
-    std::string file = folder.WriteFile("sub\\a.txt", "x");
-    EXPECT_TRUE(FileExists(file));
-    EXPECT_FALSE(FolderExists(file));
-    EXPECT_TRUE(FolderExists(folder.Sub("sub")));
-    EXPECT_FALSE(FileExists(folder.Sub("sub")));
-    EXPECT_TRUE(FolderExists(folder.Sub("sub\\")));
-}
-
-TEST(FileSystemExists, MissingAndEmptyPathsDoNotExist) {
-    TempFolder folder;
-    EXPECT_FALSE(FileExists(folder.Sub("absent.txt")));
-    EXPECT_FALSE(FolderExists(folder.Sub("absent")));
-    EXPECT_FALSE(FileExists(folder.Sub("absent\\a.txt")));
-    EXPECT_FALSE(FileExists(""));
-    EXPECT_FALSE(FolderExists(""));
+    folder.WriteFile("sub\\a.txt", "x");
+    struct Row {
+        std::string path;
+        bool file, folder;
+    };
+    const Row rows[] = {
+        {folder.Sub("sub\\a.txt"), true, false},
+        {folder.Sub("sub"), false, true},
+        {folder.Sub("sub\\"), false, true},
+        {folder.Sub("absent.txt"), false, false},
+        {folder.Sub("absent"), false, false},
+        {folder.Sub("absent\\a.txt"), false, false},
+        {"", false, false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.path);
+        EXPECT_EQ(FileExists(row.path), row.file);
+        EXPECT_EQ(FolderExists(row.path), row.folder);
+    }
 }
 
 // --- Copying ----------------------------------------------------------------------------------
 
-TEST(FileSystemCopy, CopiesToANewFile) {
-    TempFolder folder;
-    std::string from = folder.WriteFile("from.bin", std::string("a\0b\xFF", 4));
-    EXPECT_TRUE(CopyFile(from, folder.Sub("to.bin"), false));
-    EXPECT_EQ(folder.ReadFile("to.bin"), std::string("a\0b\xFF", 4));
-    EXPECT_EQ(folder.ReadFile("from.bin"), std::string("a\0b\xFF", 4));
-}
-
-TEST(FileSystemCopy, ExistingTargetIsKeptWithoutOverwrite) {
-    TempFolder folder;
-    std::string from = folder.WriteFile("from.txt", "new");
-    std::string to = folder.WriteFile("to.txt", "old");
-    EXPECT_FALSE(CopyFile(from, to, false));
-    EXPECT_EQ(folder.ReadFile("to.txt"), "old");
-}
-
-TEST(FileSystemCopy, ExistingTargetIsReplacedWithOverwrite) {
-    TempFolder folder;
-    std::string from = folder.WriteFile("from.txt", "new");
-    std::string to = folder.WriteFile("to.txt", "the old and longer content");
-    EXPECT_TRUE(CopyFile(from, to, true));
-    EXPECT_EQ(folder.ReadFile("to.txt"), "new");
-}
-
-TEST(FileSystemCopy, MissingSourceOrTargetFolderFails) {
-    TempFolder folder;
-    std::string from = folder.WriteFile("from.txt", "x");
-    EXPECT_FALSE(CopyFile(folder.Sub("absent.txt"), folder.Sub("to.txt"), true));
-    EXPECT_FALSE(FileExists(folder.Sub("to.txt")));
-    EXPECT_FALSE(CopyFile(from, folder.Sub("absent\\to.txt"), true));
-}
-
-TEST(FileSystemCopy, CopyOntoItselfFailsAndKeepsTheFile) {
-    TempFolder folder;
-    std::string file = folder.WriteFile("same.txt", "content");
-    EXPECT_FALSE(CopyFile(file, file, true));
-    EXPECT_EQ(folder.ReadFile("same.txt"), "content");
+TEST(FileSystemCopy, CopiesUnlessTargetExistsWithoutOverwriteOrSourceTargetFolderIsMissing) {
+    const std::string source("a\0b\xFF", 4), old = "the old and longer content";
+    struct Row {
+        const char* from;
+        const char* to;
+        bool overwrite, copied;
+        std::optional<std::string> target; // the target's content afterwards
+    };
+    const Row rows[] = {
+        {"from.bin", "new.bin", false, true, source},
+        {"from.bin", "to.txt", false, false, old},
+        {"from.bin", "to.txt", true, true, source},
+        {"from.bin", "from.bin", true, false, source},
+        {"absent.txt", "new.bin", true, false, std::nullopt},
+        {"from.bin", "absent\\to.txt", true, false, std::nullopt},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(std::string(row.from) + " -> " + row.to);
+        TempFolder folder;
+        folder.WriteFile("from.bin", source);
+        folder.WriteFile("to.txt", old);
+        EXPECT_EQ(CopyFile(folder.Sub(row.from), folder.Sub(row.to), row.overwrite), row.copied);
+        EXPECT_EQ(ReadFile(folder.Sub(row.to)), row.target);
+        EXPECT_EQ(folder.ReadFile("from.bin"), source);
+    }
 }
 
 // --- Deleting ---------------------------------------------------------------------------------
 
-TEST(FileSystemDelete, DeletesOneFileAndReportsIt) {
+TEST(FileSystemDelete, DeletesOneWritableFileButNeverAFolderOrReadOnlyFile) {
     TempFolder folder;
     std::string file = folder.WriteFile("a.txt", "x");
-    EXPECT_TRUE(DeleteFile(file));
-    EXPECT_FALSE(FileExists(file));
-    EXPECT_FALSE(DeleteFile(file));
-}
-
-TEST(FileSystemDelete, FolderIsNotDeletedAsAFile) {
-    TempFolder folder;
-    ASSERT_TRUE(CreateFolder(folder.Sub("sub")));
-    EXPECT_FALSE(DeleteFile(folder.Sub("sub")));
-    EXPECT_TRUE(FolderExists(folder.Sub("sub")));
-}
-
-TEST(FileSystemDelete, ReadOnlyFileIsNotOverridden) {
-    TempFolder folder;
-    std::string file = folder.WriteFile("locked.rom", "x");
+    std::string locked = folder.WriteFile("locked.rom", "x");
     MakeReadOnly(folder, "locked.rom");
-    EXPECT_FALSE(DeleteFile(file));
-    EXPECT_TRUE(FileExists(file));
+    ASSERT_TRUE(CreateFolder(folder.Sub("sub")));
+    EXPECT_TRUE(DeleteFile(file));
+    EXPECT_FALSE(DeleteFile(file)) << "already gone";
+    EXPECT_FALSE(DeleteFile(folder.Sub("sub")));
+    EXPECT_FALSE(DeleteFile(locked));
+    EXPECT_EQ(ListFolder(folder.Path()), (Names{"locked.rom", "sub"}));
 }
 
-TEST(FileSystemDeletePattern, StarMatchesAnyRunOfCharacters) {
-    TempFolder folder;
-    for (const char* name : {"main.obj", "util.obj", "main.s", "obj.txt", "main.obj.bak"})
-        folder.WriteFile(name, "x");
-    EXPECT_EQ(DeleteFiles(folder.Sub("*.obj")), 2);
-    EXPECT_EQ(ListFolder(folder.Path()), (Names{"main.obj.bak", "main.s", "obj.txt"}));
-}
-
-TEST(FileSystemDeletePattern, QuestionMarkMatchesExactlyOneCharacter) {
-    TempFolder folder;
-    for (const char* name : {"a1.bin", "a22.bin", "b3.bin", "a.bin"})
-        folder.WriteFile(name, "x");
-    EXPECT_EQ(DeleteFiles(folder.Sub("a?.bin")), 1);
-    EXPECT_EQ(ListFolder(folder.Path()), (Names{"a.bin", "a22.bin", "b3.bin"}));
-    EXPECT_EQ(DeleteFiles(folder.Sub("?*.bin")), 3);
-    EXPECT_EQ(ListFolder(folder.Path()), Names{});
-}
-
-TEST(FileSystemDeletePattern, NameWithoutWildcardDeletesThatFileOnly) {
-    TempFolder folder;
-    folder.WriteFile("demo.rom", "x");
-    folder.WriteFile("demo.romx", "x");
-    EXPECT_EQ(DeleteFiles(folder.Sub("demo.rom")), 1);
-    EXPECT_EQ(ListFolder(folder.Path()), Names{"demo.romx"});
-}
-
-TEST(FileSystemDeletePattern, NoMatchOrMissingFolderDeletesNothing) {
-    TempFolder folder;
-    folder.WriteFile("main.s", "x");
-    EXPECT_EQ(DeleteFiles(folder.Sub("*.obj")), 0);
-    EXPECT_EQ(DeleteFiles(folder.Sub("absent\\*.obj")), 0);
-    EXPECT_EQ(ListFolder(folder.Path()), Names{"main.s"});
+TEST(FileSystemDeletePattern, WildcardsMatchNamesInTheFolderButNotALeadingDot) {
+    struct Row {
+        Names files;
+        std::string pattern;
+        int deleted;
+        Names remaining;
+    };
+    const Row rows[] = {
+        {{"main.obj", "util.obj", "main.s", "obj.txt", "main.obj.bak"},
+         "*.obj",
+         2,
+         {"main.obj.bak", "main.s", "obj.txt"}},
+        {{"a1.bin", "a22.bin", "b3.bin", "a.bin"}, "a?.bin", 1, {"a.bin", "a22.bin", "b3.bin"}},
+        {{"a.bin", "a22.bin", "b3.bin"}, "?*.bin", 3, {}},
+        {{"demo.rom", "demo.romx"}, "demo.rom", 1, {"demo.romx"}},
+        {{"main.s"}, "*.obj", 0, {"main.s"}},
+        {{"main.s"}, "absent\\*.obj", 0, {"main.s"}},
+        {{".demo.bxa.tmp1-0", "x.tmp"}, "*", 1, {".demo.bxa.tmp1-0"}},
+        {{".demo.bxa.tmp1-0"}, ".*", 1, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.pattern);
+        TempFolder folder;
+        for (const std::string& name : row.files)
+            folder.WriteFile(name, "x");
+        EXPECT_EQ(DeleteFiles(folder.Sub(row.pattern)), row.deleted);
+        EXPECT_EQ(ListFolder(folder.Path()), row.remaining);
+    }
 }
 
 TEST(FileSystemDeletePattern, FoldersSubfoldersAndReadOnlyFilesStay) {
@@ -177,19 +157,9 @@ TEST(FileSystemDeletePattern, FoldersSubfoldersAndReadOnlyFilesStay) {
     EXPECT_TRUE(FileExists(folder.Sub("sub\\b.cfg")));
 }
 
-TEST(FileSystemDeletePattern, WildcardDoesNotMatchTheDotOfAHiddenName) {
-    TempFolder folder;
-    folder.WriteFile(".demo.bxa.tmp1-0", "x");
-    folder.WriteFile("x.tmp", "x");
-    EXPECT_EQ(DeleteFiles(folder.Sub("*")), 1);
-    EXPECT_EQ(ListFolder(folder.Path()), Names{".demo.bxa.tmp1-0"});
-    EXPECT_EQ(DeleteFiles(folder.Sub(".*")), 1);
-    EXPECT_EQ(ListFolder(folder.Path()), Names{});
-}
+// --- Stamps, sizes and contents ---------------------------------------------------------------
 
-// --- Stamps and sizes -------------------------------------------------------------------------
-
-TEST(FileSystemStamps, LastWriteTimeCountsHundredNanosecondUnitsThatGrow) {
+TEST(FileSystemStamps, StampCountsHundredNanosecondUnitsAndGrowsWhenTheFileIsWritten) {
     TempFolder folder;
     std::string file = folder.WriteFile("a.s", "x");
     fs::path native = folder.Native() / "a.s";
@@ -198,72 +168,60 @@ TEST(FileSystemStamps, LastWriteTimeCountsHundredNanosecondUnitsThatGrow) {
     std::optional<uint64_t> first = LastWriteTime(file);
     fs::last_write_time(native, earlier + std::chrono::seconds(1));
     std::optional<uint64_t> second = LastWriteTime(file);
-    ASSERT_TRUE(first.has_value());
-    ASSERT_TRUE(second.has_value());
+    ASSERT_TRUE(first && second);
     EXPECT_EQ(*second - *first, 10'000'000u);
-}
-
-TEST(FileSystemStamps, RewritingAFileGivesALaterStamp) {
-    TempFolder folder;
-    std::string file = folder.WriteFile("a.s", "x");
-    fs::last_write_time(folder.Native() / "a.s",
-                        fs::file_time_type::clock::now() - std::chrono::minutes(5));
-    std::optional<uint64_t> before = LastWriteTime(file);
     ASSERT_TRUE(AppendToFile(file, "y"));
-    std::optional<uint64_t> after = LastWriteTime(file);
-    ASSERT_TRUE(before && after);
-    EXPECT_GT(*after, *before);
+    std::optional<uint64_t> rewritten = LastWriteTime(file);
+    ASSERT_TRUE(rewritten);
+    EXPECT_GT(*rewritten, *second);
 }
 
-TEST(FileSystemStamps, MissingFileOrFolderHasNoStamp) {
+TEST(FileSystemSizes, SizeIsTheByteCountAndReadGivesTheBytesExactly) {
     TempFolder folder;
-    EXPECT_FALSE(LastWriteTime(folder.Sub("absent.s")).has_value());
-    EXPECT_FALSE(LastWriteTime(folder.Path()).has_value());
-    EXPECT_FALSE(LastWriteTime("").has_value());
+    const std::string rows[] = {"", "12345", "\xC3\xA9", std::string("line\r\nnul\0end\xFF", 15)};
+    int n = 0;
+    for (const std::string& bytes : rows) {
+        SCOPED_TRACE(bytes);
+        std::string path = folder.WriteFile("f" + std::to_string(n++), bytes);
+        EXPECT_EQ(FileSize(path), std::optional<uint64_t>(bytes.size()));
+        EXPECT_EQ(ReadFile(path), std::optional<std::string>(bytes));
+    }
 }
 
-TEST(FileSystemSizes, SizeIsTheByteCount) {
+TEST(FileSystemSizes, MissingFileFolderOrEmptyPathHasNoStampSizeOrContent) {
     TempFolder folder;
-    EXPECT_EQ(FileSize(folder.WriteFile("empty", "")), std::optional<uint64_t>(0));
-    EXPECT_EQ(FileSize(folder.WriteFile("five", "12345")), std::optional<uint64_t>(5));
-    EXPECT_EQ(FileSize(folder.WriteFile("utf8", "\xC3\xA9")), std::optional<uint64_t>(2));
-}
-
-TEST(FileSystemSizes, MissingFileOrFolderHasNoSize) {
-    TempFolder folder;
-    EXPECT_FALSE(FileSize(folder.Sub("absent")).has_value());
-    EXPECT_FALSE(FileSize(folder.Path()).has_value());
-    EXPECT_FALSE(FileSize("").has_value());
+    for (const std::string& path : {folder.Sub("absent"), folder.Path(), std::string()}) {
+        SCOPED_TRACE(path);
+        EXPECT_FALSE(LastWriteTime(path).has_value());
+        EXPECT_FALSE(FileSize(path).has_value());
+        EXPECT_FALSE(ReadFile(path).has_value());
+    }
 }
 
 // --- Folders ----------------------------------------------------------------------------------
 
-TEST(FileSystemFolders, CreateFolderMakesOneNewFolder) {
-    TempFolder folder;
-    EXPECT_TRUE(CreateFolder(folder.Sub("new")));
-    EXPECT_TRUE(FolderExists(folder.Sub("new")));
-    EXPECT_FALSE(CreateFolder(folder.Sub("new"))) << "it exists already";
-}
-
-TEST(FileSystemFolders, CreateFolderNeedsAnExistingParent) {
-    TempFolder folder;
-    EXPECT_FALSE(CreateFolder(folder.Sub("a\\b")));
-    EXPECT_FALSE(FolderExists(folder.Sub("a")));
+TEST(FileSystemFolders, CreateFolderMakesOneNewFolderUnderAnExistingParent) {
+    struct Row {
+        const char* path;
+        bool created;
+        Names listing;
+    };
+    const Row rows[] = {
+        {"new", true, {"new", "taken"}},
+        {"new\\", true, {"new", "taken"}},
+        {"a\\b", false, {"taken"}},
+        {"taken", false, {"taken"}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.path);
+        TempFolder folder;
+        folder.WriteFile("taken", "x");
+        EXPECT_EQ(CreateFolder(folder.Sub(row.path)), row.created);
+        EXPECT_EQ(ListFolder(folder.Path()), row.listing);
+        EXPECT_TRUE(FileExists(folder.Sub("taken")));
+        EXPECT_FALSE(CreateFolder(folder.Sub(row.path))) << "a second time";
+    }
     EXPECT_FALSE(CreateFolder(""));
-}
-
-TEST(FileSystemFolders, TrailingBackslashMakesTheSameFolder) {
-    TempFolder folder;
-    EXPECT_TRUE(CreateFolder(folder.Sub("new\\")));
-    EXPECT_TRUE(FolderExists(folder.Sub("new")));
-    EXPECT_EQ(ListFolder(folder.Path()), Names{"new"});
-}
-
-TEST(FileSystemFolders, CreateFolderOverAFileFails) {
-    TempFolder folder;
-    folder.WriteFile("taken", "x");
-    EXPECT_FALSE(CreateFolder(folder.Sub("taken")));
-    EXPECT_TRUE(FileExists(folder.Sub("taken")));
 }
 
 TEST(FileSystemFolders, ListFolderGivesSortedNamesOfFilesAndFolders) {
@@ -273,6 +231,14 @@ TEST(FileSystemFolders, ListFolderGivesSortedNamesOfFilesAndFolders) {
     folder.WriteFile("c\\inner.txt", "x");
     EXPECT_EQ(ListFolder(folder.Path()), (Names{"a.txt", "b.txt", "c"}));
     EXPECT_EQ(ListFolder(folder.Sub("absent")), Names{});
+}
+
+TEST(FileSystemFolders, TempFolderExistsWithoutFinalBackslash) {
+    std::string temp = bx::platform::TempFolder();
+    EXPECT_TRUE(FolderExists(temp));
+    ASSERT_FALSE(temp.empty());
+    EXPECT_NE(temp.back(), '\\');
+    EXPECT_EQ(temp.find('/'), std::string::npos);
 }
 
 // Puts the current directory back at the end of a test.
@@ -290,7 +256,7 @@ private:
     fs::path saved_;
 };
 
-TEST(FileSystemCurrentDirectory, SetThenReadGivesTheFolderInBackslashForm) {
+TEST(FileSystemCurrentDirectory, SetThenReadGivesTheFolderInBackslashFormAndMissingIsRefused) {
     CurrentDirectoryGuard guard;
     TempFolder folder;
     std::string expected = FromNativePath(fs::canonical(folder.Native()).string());
@@ -298,6 +264,9 @@ TEST(FileSystemCurrentDirectory, SetThenReadGivesTheFolderInBackslashForm) {
     EXPECT_EQ(CurrentDirectory(), expected);
     EXPECT_NE(CurrentDirectory().back(), '\\');
     EXPECT_EQ(CurrentDirectory().find('/'), std::string::npos);
+    EXPECT_FALSE(SetCurrentDirectory(folder.Sub("absent")));
+    EXPECT_FALSE(SetCurrentDirectory(""));
+    EXPECT_EQ(CurrentDirectory(), expected);
 }
 
 TEST(FileSystemCurrentDirectory, RelativePathsFollowTheCurrentDirectory) {
@@ -310,59 +279,18 @@ TEST(FileSystemCurrentDirectory, RelativePathsFollowTheCurrentDirectory) {
     EXPECT_FALSE(FileExists(folder.Sub("sub\\here.txt")));
 }
 
-TEST(FileSystemCurrentDirectory, MissingFolderIsRefusedAndNothingChanges) {
-    CurrentDirectoryGuard guard;
-    TempFolder folder;
-    std::string before = CurrentDirectory();
-    EXPECT_FALSE(SetCurrentDirectory(folder.Sub("absent")));
-    EXPECT_FALSE(SetCurrentDirectory(""));
-    EXPECT_EQ(CurrentDirectory(), before);
-}
+// --- Writes -----------------------------------------------------------------------------------
 
-TEST(FileSystemFolders, TempFolderExistsWithoutFinalBackslash) {
-    std::string temp = bx::platform::TempFolder();
-    EXPECT_TRUE(FolderExists(temp));
-    ASSERT_FALSE(temp.empty());
-    EXPECT_NE(temp.back(), '\\');
-    EXPECT_EQ(temp.find('/'), std::string::npos);
-}
-
-// --- Whole-file reads and writes --------------------------------------------------------------
-
-TEST(FileSystemReadWrite, ReadGivesTheBytesExactly) {
-    TempFolder folder;
-    std::string bytes("line\r\nnul\0end\xFF", 15);
-    EXPECT_EQ(ReadFile(folder.WriteFile("data.bin", bytes)), std::optional<std::string>(bytes));
-    EXPECT_EQ(ReadFile(folder.WriteFile("empty", "")), std::optional<std::string>(""));
-}
-
-TEST(FileSystemReadWrite, MissingFileOrFolderReadsAsNothing) {
-    TempFolder folder;
-    EXPECT_FALSE(ReadFile(folder.Sub("absent")).has_value());
-    EXPECT_FALSE(ReadFile(folder.Path()).has_value());
-}
-
-TEST(FileSystemReadWrite, AtomicWriteCreatesAFile) {
+TEST(FileSystemReadWrite, AtomicWriteCreatesOrReplacesTheWholeFileAndLeavesNoTemporaryFile) {
     TempFolder folder;
     std::string bytes("a\0b\r\n", 5);
     ASSERT_TRUE(WriteFileAtomic(folder.Sub("new.bin"), bytes));
     EXPECT_EQ(ReadFile(folder.Sub("new.bin")), std::optional<std::string>(bytes));
-    EXPECT_EQ(ListFolder(folder.Path()), Names{"new.bin"});
-}
-
-TEST(FileSystemReadWrite, AtomicWriteReplacesTheWholeFileAndLeavesNoTemporaryFile) {
-    TempFolder folder;
     std::string path = folder.WriteFile("settings.gss", std::string(10000, 'o'));
     for (int i = 0; i < 3; ++i)
         ASSERT_TRUE(WriteFileAtomic(path, "short " + std::to_string(i)));
     EXPECT_EQ(folder.ReadFile("settings.gss"), "short 2");
-    EXPECT_EQ(ListFolder(folder.Path()), Names{"settings.gss"});
-}
-
-TEST(FileSystemReadWrite, AtomicWriteIntoAMissingFolderFails) {
-    TempFolder folder;
-    EXPECT_FALSE(WriteFileAtomic(folder.Sub("absent\\x.txt"), "x"));
-    EXPECT_EQ(ListFolder(folder.Path()), Names{});
+    EXPECT_EQ(ListFolder(folder.Path()), (Names{"new.bin", "settings.gss"}));
 }
 
 TEST(FileSystemReadWrite, AtomicWriteThatFailsHalfWayKeepsTheOldFile) {
@@ -391,11 +319,13 @@ TEST(FileSystemReadWrite, AppendCreatesThenAppends) {
     EXPECT_EQ(folder.ReadFile("log.txt"), "one\ntwo\n");
 }
 
-TEST(FileSystemReadWrite, AppendIntoAMissingFolderOrOntoAFolderFails) {
+TEST(FileSystemReadWrite, WritesIntoAMissingFolderOrOntoAFolderFail) {
     TempFolder folder;
-    EXPECT_FALSE(AppendToFile(folder.Sub("absent\\log.txt"), "x"));
     ASSERT_TRUE(CreateFolder(folder.Sub("dir")));
+    EXPECT_FALSE(WriteFileAtomic(folder.Sub("absent\\x.txt"), "x"));
+    EXPECT_FALSE(AppendToFile(folder.Sub("absent\\log.txt"), "x"));
     EXPECT_FALSE(AppendToFile(folder.Sub("dir"), "x"));
+    EXPECT_EQ(ListFolder(folder.Path()), Names{"dir"});
 }
 
 // --- Priority ---------------------------------------------------------------------------------
