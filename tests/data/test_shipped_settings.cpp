@@ -72,7 +72,7 @@ TEST_F(ShippedSettingsTest, LoadsWithoutABoxAndHoldsTheThreeBodies) {
         ASSERT_EQ(body->Options.Count(), 3u);
         EXPECT_EQ(body->Options.Item("WDT")->Map, 0x01);
         EXPECT_EQ(body->Options.Item("DualClock")->Map, 0x02);
-        EXPECT_EQ(body->Options.Item("UseRC")->Map, 0x04);
+        EXPECT_EQ(body->Options.Item("Oscillator")->Map, 0x04);
         EXPECT_EQ(body->Options.Item("WDT")->EnableName, "Enabled");
     }
     EXPECT_EQ(settings.ExtBuilderCommand, "%AppPath%\\tessarine-build");
@@ -112,6 +112,23 @@ TEST_P(TemplateApplianceTest, DescribesTheBoardTheSimulatorModels) {
     EXPECT_EQ(tpl.BankSize, 0x4000);
     EXPECT_EQ(tpl.BankCount, facts.bankCount);
     EXPECT_EQ(tpl.ProgramStart, facts.programStart);
+
+    // The body's WDT and Oscillator options are the appliance's fixed flags: choosing
+    // "Enabled" and "RC" and saving sets them when the file is read again.
+    EXPECT_FALSE(tpl.WDT);
+    EXPECT_FALSE(tpl.Oscillator);
+    const auto& options = settings.Bodies->Item(facts.model)->Options;
+    int index = 0;
+    for (const auto& entry : options) {
+        ++index;
+        if (entry.key == "WDT" || entry.key == "Oscillator")
+            tpl.SetOptionAt(index, true);
+    }
+    Appliance reread;
+    reread.Settings = &settings;
+    ASSERT_TRUE(reread.LoadXml(tpl.ToXml()));
+    EXPECT_TRUE(reread.WDT);
+    EXPECT_TRUE(reread.Oscillator);
 
     // The association chain asm -> obj -> rom, the last With being the ROM's load place.
     auto assemble = tpl.BuildAssociations().Item("asm");

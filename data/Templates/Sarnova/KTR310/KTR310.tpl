@@ -1,5 +1,5 @@
 <Appliance Title="KTR310" Version="v 00.01.009">
-  <Architecture Model="KTR310" ModelParam="KTR310" Family="KTR" OPClock="4 MHz" WDT="Disabled" DualClock="Single" UseRC="Crystal" BankStart="$4000" BankSize="$4000" BankCount="4" BootVect="$FFFC" ProgramStart="$8000" OptionsDef="$00">
+  <Architecture Model="KTR310" ModelParam="KTR310" Family="KTR" OPClock="4 MHz" WDT="Disabled" DualClock="Single" Oscillator="Crystal" BankStart="$4000" BankSize="$4000" BankCount="4" BootVect="$FFFC" ProgramStart="$8000" OptionsDef="$00">
     <Peripheral Name="SimpleUI" Type="SimpleUI">
       <Wiring Type="Digital" Direction="Out" Port="P0" Pinset="LED" PortMask="000000FF" PinsetMask="000000FF" IsConnected="True"/>
       <Wiring Type="Digital" Direction="In" Port="P1" Pinset="Button" PortMask="000000FF" PinsetMask="000000FF" IsConnected="True"/>
