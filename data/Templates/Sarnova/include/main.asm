@@ -1,4 +1,4 @@
-; main.asm - the KTR640 starter program.
+; main.asm - the starter program of every KTR body.
 ;
 ; It shows the board's three devices at work:
 ;   - the eight LEDs of SimpleUI on port P0 light one after the other, stepped by the timer;
