@@ -29,19 +29,10 @@ constexpr double kBlank = 120;
 //   line 9 01:4006 (banked)  line 10 $4000 (in the window)  line 11 $20000 (above 64 KB)
 class SourceLineModelTest : public ::testing::Test {
 protected:
-    SourceLineModelTest()
-        : diagnoser(folder.Sub("vkbx.log")),
-          symbler(
-              [this] {
-                  auto library = std::make_unique<FakeSymbolLibrary>();
-                  fake = library.get();
-                  return library;
-              },
-              diagnoser) {
-        const std::pair<int32_t, int32_t> code[] = {{2, 0x8000},  {3, 0x8001},  {4, 0x8003},
-                                                    {5, 0x8006},  {8, 0x800B},  {9, 0x14006},
-                                                    {10, 0x4000}, {11, 0x20000}};
-        for (auto [line, address] : code)
+    SourceLineModelTest() {
+        const int32_t code[][2] = {{2, 0x8000}, {3, 0x8001},  {4, 0x8003},  {5, 0x8006},
+                                   {8, 0x800B}, {9, 0x14006}, {10, 0x4000}, {11, 0x20000}};
+        for (const auto& [line, address] : code)
             fake->LineAddresses[{2, line}] = address;
         symbler.ListFilePath("app.sym");
         WriteImage({0xEA, 0xA9, 0x10, 0x20, 0x00, 0x90, 0xA2, 0xFF, 0x9A, 0x18, 0x69, 0x60});
@@ -68,9 +59,14 @@ protected:
     }
 
     TempFolder folder;
-    Diagnoser diagnoser;
+    Diagnoser diagnoser{folder.Sub("vkbx.log")};
     FakeSymbolLibrary* fake = nullptr;
-    Symbler symbler;
+    Symbler symbler{[this] {
+                        auto library = std::make_unique<FakeSymbolLibrary>();
+                        fake = library.get();
+                        return library;
+                    },
+                    diagnoser};
     Appliance appliance;
     std::shared_ptr<FakeEmulator> emulator = std::make_shared<FakeEmulator>();
     test::ScriptedPrompter prompter;
@@ -105,17 +101,17 @@ TEST_F(SourceLineModelTest, EachLineCarriesTheAddressAndBytesOfItsCode) {
     EXPECT_TRUE(model.ScrollBar().Visible);
 }
 
-TEST_F(SourceLineModelTest, ANextLineBelowOrFarAwayCountsAsFiveBytes) {
+TEST_F(SourceLineModelTest, ANextLineBelowOrSixBytesOnCountsAsFiveBytes) {
     fake->LineAddresses[{2, 2}] = 0x8006;
-    fake->LineAddresses[{2, 3}] = 0x8000; // below
+    fake->LineAddresses[{2, 3}] = 0x8000;
     fake->LineAddresses[{2, 4}] = 0x8006;
-    fake->LineAddresses[{2, 5}] = 0x8000 + 0x0C; // six bytes on
+    fake->LineAddresses[{2, 5}] = 0x800C;
     AddLines(4);
     EXPECT_EQ(model.Line(2).substr(0, 15), "8006 A2 FF 9A..");
     EXPECT_EQ(model.Line(4).substr(0, 15), "8006 A2 FF 9A..");
 }
 
-TEST_F(SourceLineModelTest, TheImageIsReadOnceUntilClear) {
+TEST_F(SourceLineModelTest, TheImageIsReadOncePerLoadAndAMissingOneIsAnError) {
     model.AddLine("a");
     model.AddLine("b");
     WriteImage({0x00, 0x11, 0x22, 0x33});
@@ -127,48 +123,36 @@ TEST_F(SourceLineModelTest, TheImageIsReadOnceUntilClear) {
     model.AddLine("a");
     model.AddLine("b");
     EXPECT_EQ(model.Line(2).substr(0, 15), "8000 00        ") << "read afresh after Clear";
-}
-
-TEST_F(SourceLineModelTest, AnImageOfNoBytesThereGivesQuestionMarks) {
     WriteImage({});
+    model.Clear();
     AddLines(2);
-    EXPECT_EQ(model.Line(2).substr(0, 15), "8000 ?? ?? ??  ");
-}
-
-TEST_F(SourceLineModelTest, AMissingImageIsAnErrorOnlyForALineWithCode) {
+    EXPECT_EQ(model.Line(2).substr(0, 15), "8000 ?? ?? ??  ") << "no bytes there";
+    model.Clear();
     appliance.RunTarget()->OutputPath = "gone.bin";
-    EXPECT_NO_THROW(model.AddLine("comment"));
+    EXPECT_NO_THROW(model.AddLine("comment")) << "a line without code needs no image";
     EXPECT_THROW(model.AddLine("nop"), BxError);
 }
 
 // ---- Position and keys ----------------------------------------------------------------------
 
-struct KeyCase {
-    int32_t top;
-    int32_t key;
-    int32_t expected;
-    bool handled;
-};
-
 TEST_F(SourceLineModelTest, KeysMoveTheTopLineWithinTheRange) {
     model.SetAppliance(nullptr);
     AddLines(50);
     ASSERT_EQ(model.ScrollBar().LargeChange, 10);
-    const KeyCase cases[] = {
-        {1, SourceLineModel::kKeyUp, 1, true},
-        {5, SourceLineModel::kKeyUp, 4, true},
-        {5, SourceLineModel::kKeyDown, 6, true},
-        {50, SourceLineModel::kKeyDown, 50, true},
-        {3, SourceLineModel::kKeyPageUp, 1, true},
-        {25, SourceLineModel::kKeyPageUp, 15, true},
-        {5, SourceLineModel::kKeyPageDown, 15, true},
-        {45, SourceLineModel::kKeyPageDown, 50, true},
-        {7, 65, 7, false},
-    };
-    for (const KeyCase& c : cases) {
-        model.SetTopLine(c.top);
-        EXPECT_EQ(model.KeyDown(c.key, false), c.handled) << "key " << c.key << " at " << c.top;
-        EXPECT_EQ(model.TopLine(), c.expected) << "key " << c.key << " at " << c.top;
+    using M = SourceLineModel;
+    const int32_t cases[][4] = {{1, M::kKeyUp, 1, true},
+                                {5, M::kKeyUp, 4, true},
+                                {5, M::kKeyDown, 6, true},
+                                {50, M::kKeyDown, 50, true},
+                                {3, M::kKeyPageUp, 1, true},
+                                {25, M::kKeyPageUp, 15, true},
+                                {5, M::kKeyPageDown, 15, true},
+                                {45, M::kKeyPageDown, 50, true},
+                                {7, 65, 7, false}}; // top, key, top after, handled
+    for (const auto& [top, key, after, handled] : cases) {
+        model.SetTopLine(top);
+        EXPECT_EQ(model.KeyDown(key, false), handled != 0) << "key " << key << " at " << top;
+        EXPECT_EQ(model.TopLine(), after) << "key " << key << " at " << top;
     }
     model.ScrollBarMove(-1);
     EXPECT_EQ(model.TopLine(), 6);
@@ -218,10 +202,9 @@ TEST_F(SourceLineModelTest, TheTipShowsTheCutOffBytesFromMemory) {
     EXPECT_EQ(model.TipText(), "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 ..")
         << "the last line with code: sixteen bytes and more";
     model.StripHover(10, 8 * kRow);
-    EXPECT_EQ(model.TipText(), "") << "banked code has no tip";
+    EXPECT_EQ(tips.back(), "") << "banked code has no tip";
     model.StripHover(10, 3 * kRow);
-    EXPECT_EQ(model.TipText(), "") << "three bytes are all shown";
-    EXPECT_EQ(tips, (std::vector<std::string>{"A2 FF 9A 18 69 ", tips[1], "", ""}));
+    EXPECT_EQ(tips.back(), "") << "three bytes are all shown";
 
     model.StripHover(10, 4 * kRow);
     EXPECT_EQ(model.StripHover(2000, 0), StripPointer::Arrow);
@@ -241,9 +224,8 @@ struct FindCase {
 
 TEST_F(SourceLineModelTest, FindAppliesTheWholeWordRuleAndWraps) {
     model.SetAppliance(nullptr);
-    const char* lines[] = {"    jmp LOOP1",      "xLOOP LOOP",   "LOOP1 LOOP", "loop: nop",
-                           "    bne foo.LOOP.x", "; LOOP_2 end", "LOOP: inx"};
-    for (const char* line : lines)
+    for (const char* line : {"    jmp LOOP1", "xLOOP LOOP", "LOOP1 LOOP", "loop: nop",
+                             "    bne foo.LOOP.x", "; LOOP_2 end", "LOOP: inx"})
         model.AddLine(line);
     const FindCase cases[] = {
         {"LOOP", true, false, 1, 5},  // LOOP1 and a later LOOP on one line don't count
@@ -267,15 +249,12 @@ TEST_F(SourceLineModelTest, FindAppliesTheWholeWordRuleAndWraps) {
 
 class ScriptedFind : public FindDialog {
 public:
-    bool ShowModal() override {
-        ++shown;
-        return !cancel;
-    }
+    bool ShowModal() override { return ++shown > 0; }
     std::string FindTarget() const override { return target; }
     bool MatchCase() const override { return matchCase; }
     bool WholeWord() const override { return wholeWord; }
     std::string target;
-    bool matchCase = true, wholeWord = false, cancel = false;
+    bool matchCase = true, wholeWord = false;
     int shown = 0;
 };
 
