@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds with warnings as errors, runs the whole test suite, then
 # builds and runs it once more under AddressSanitizer and UndefinedBehaviorSanitizer, and
-# last fuzzes the two file readers for a short, bounded time. Exits non-zero on any failure.
+# last fuzzes the three file readers for a short, bounded time. Exits non-zero on any failure.
 #   scripts/test.sh           all three
 #   scripts/test.sh --quick   the plain pass only
 set -euo pipefail
@@ -42,19 +42,20 @@ if [ $quick -eq 0 ]; then
         -DTESSARINE_BUILD_BENCH=OFF
 fi
 if [ $quick -eq 0 ]; then
-    echo "=== fuzz the file readers (30 s each)"
+    echo "=== fuzz the file readers (20 s each)"
     CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DTESSARINE_FUZZ=ON \
         -DTESSARINE_BUILD_TESTS=OFF -DTESSARINE_BUILD_BENCH=OFF > build/fuzz.configure.log 2>&1 \
         || { cat build/fuzz.configure.log; exit 1; }
-    cmake --build build/fuzz -j "$jobs" --target fuzz_settings_reader fuzz_appliance_reader
-    for reader in settings appliance; do
+    cmake --build build/fuzz -j "$jobs" --target fuzz_settings_reader fuzz_appliance_reader \
+        fuzz_symbols_reader
+    for reader in settings appliance symbols; do
         # New inputs go into a scratch folder, the checked-in seeds stay as they are, and a
         # crashing input is written next to the scratch folder.
         scratch=build/fuzz/corpus-$reader
         mkdir -p "$scratch"
         extra=()
         [ -f "fuzz/$reader.dict" ] && extra+=("-dict=fuzz/$reader.dict")
-        "build/fuzz/bin/fuzz_${reader}_reader" -max_total_time=30 -timeout=10 \
+        "build/fuzz/bin/fuzz_${reader}_reader" -max_total_time=20 -timeout=10 \
             -artifact_prefix=build/fuzz/ "${extra[@]}" "$scratch" "fuzz/corpus/$reader" \
             > "build/fuzz/$reader.log" 2>&1 || { tail -n 60 "build/fuzz/$reader.log"; exit 1; }
         echo "fuzz_${reader}_reader: $(grep -E '^Done [0-9]+ runs' "build/fuzz/$reader.log")"
