@@ -6,6 +6,7 @@
 #include "platform/ProgramFolder.h"
 #include "settings/GlobalSettings.h"
 #include "sim/Json.h"
+#include "support/CliRunner.h"
 #include "support/TempFolder.h"
 #include "support/TestDoubles.h"
 
@@ -21,16 +22,8 @@ const char* kSettings =
     R"(<Options Name="WDT" DisableName="Disabled" EnableName="Enabled" Map="1"/>)"
     R"(</Body></MCU></GlobalSettings>)";
 
-struct CliResult {
-    int status;
-    std::string out, err;
-};
-
-CliResult RunCli(const std::vector<std::string>& args) {
-    std::ostringstream out, err;
-    int status = Run(args, out, err);
-    return {status, out.str(), err.str()};
-}
+using test::CliResult;
+using test::RunCli;
 
 class ApplianceCliTest : public ::testing::Test {
 protected:

@@ -7,6 +7,7 @@
 #include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
 #include "settings/GlobalSettings.h"
+#include "support/CliRunner.h"
 #include "support/TempFolder.h"
 #include "support/TestDoubles.h"
 
@@ -34,16 +35,8 @@ const char* kLinkerConfig = "MEMORY { ROM: start = $8000, size = $8000, fill = y
 const char* kProgram = ".segment \"CODE\"\nreset: jmp reset\n"
                        ".segment \"VECTORS\"\n.word reset, reset, reset\n";
 
-struct CliResult {
-    int status;
-    std::string out, err;
-};
-
-CliResult RunCli(const std::vector<std::string>& args) {
-    std::ostringstream out, err;
-    int status = Run(args, out, err);
-    return {status, out.str(), err.str()};
-}
+using test::CliResult;
+using test::RunCli;
 
 bool HaveTools() {
     return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "

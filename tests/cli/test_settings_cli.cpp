@@ -3,6 +3,7 @@
 #include "cli/StreamPrompter.h"
 #include "foundation/Json.h"
 #include "platform/FileSystem.h"
+#include "support/CliRunner.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -27,16 +28,8 @@ std::string SampleFile(bool extras) {
            R"(</GlobalSettings>)";
 }
 
-struct CliResult {
-    int status;
-    std::string out, err;
-};
-
-CliResult RunCli(const std::vector<std::string>& args) {
-    std::ostringstream out, err;
-    int status = Run(args, out, err);
-    return {status, out.str(), err.str()};
-}
+using test::CliResult;
+using test::RunCli;
 
 // The file's path as a person types it on this system.
 std::string Native(const test::TempFolder& folder, const std::string& name) {

@@ -1,5 +1,6 @@
 #include "cli/CliMain.h"
 #include "support/Cc65Toolchain.h"
+#include "support/CliRunner.h"
 #include "support/TempFolder.h"
 
 #include <algorithm>
@@ -10,16 +11,8 @@
 namespace bx::cli {
 namespace {
 
-struct CliResult {
-    int status;
-    std::string out, err;
-};
-
-CliResult RunCli(const std::vector<std::string>& args) {
-    std::ostringstream out, err;
-    int status = Run(args, out, err);
-    return {status, out.str(), err.str()};
-}
+using test::CliResult;
+using test::RunCli;
 
 std::vector<std::string> Lines(const std::string& text) {
     std::istringstream in(text);

@@ -7,6 +7,7 @@
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
+#include "support/CliRunner.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -22,16 +23,8 @@ struct Body {
 
 const Body kBodies[] = {{"KTR310", 4}, {"KTR311", 14}, {"KTR640", 62}};
 
-struct CliResult {
-    int status;
-    std::string out, err;
-};
-
-CliResult RunCli(const std::vector<std::string>& args) {
-    std::ostringstream out, err;
-    int status = cli::Run(args, out, err);
-    return {status, out.str(), err.str()};
-}
+using test::CliResult;
+using test::RunCli;
 
 bool HaveTools() {
     return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "

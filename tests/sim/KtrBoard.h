@@ -127,3 +127,15 @@ inline std::string Program(const std::string& body) {
 }
 
 } // namespace bx::sim::testing
+
+// Skips a test that needs ca65/ld65 when they are not installed, saying so.
+#define REQUIRE_CA65()                                                                             \
+    if (!::bx::test::Ca65Available())                                                              \
+    GTEST_SKIP() << ::bx::test::kCa65Missing
+
+// Assembles and loads a program into a board, failing the test with the tools' complaint.
+#define LOAD(board, source)                                                                        \
+    do {                                                                                           \
+        const std::string complaint = (board).Load(source);                                        \
+        ASSERT_TRUE(complaint.empty()) << complaint;                                               \
+    } while (0)

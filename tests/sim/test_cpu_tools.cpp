@@ -1,6 +1,7 @@
 // The single-step test runner and the command line's cpu-run and cpu-test commands.
 #include "cli/CliMain.h"
 #include "sim/SingleStepTest.h"
+#include "support/CliRunner.h"
 #include "support/TempFolder.h"
 
 #include <fstream>
@@ -94,15 +95,10 @@ TEST(SingleStepRunner, ParsesTheJsonFormatAndExplainsStructuralFaults) {
     }
 }
 
-struct CliResult {
-    int Status;
-    std::string Out, Err;
-};
+using test::CliResult;
 
-CliResult Cli(std::vector<std::string> args) {
-    std::ostringstream out, err;
-    int status = cli::Run(args, out, err);
-    return {status, out.str(), err.str()};
+CliResult Cli(const std::vector<std::string>& args) {
+    return test::RunCli(args);
 }
 
 std::string WriteBinary(const test::TempFolder& folder, const std::string& name,
@@ -122,23 +118,23 @@ TEST(CpuRunCommand, ReportsTheTrapWithCountsAndPassesOnTheSuccessAddress) {
 
     CliResult pass =
         Cli({"cpu-run", image, "--load", "$0400", "--start", "0x400", "--success", "$0405"});
-    EXPECT_EQ(pass.Status, 0) << pass.Err;
+    EXPECT_EQ(pass.status, 0) << pass.err;
     // LDX (2) + 3 x DEX (2) + 2 taken BNE (3) + 1 untaken (2) + JMP (3): 8 and 19.
-    EXPECT_EQ(pass.Out, "pass: trap at $0405, 8 instructions, 19 cycles\n");
+    EXPECT_EQ(pass.out, "pass: trap at $0405, 8 instructions, 19 cycles\n");
 
     CliResult fail =
         Cli({"cpu-run", image, "--load", "$400", "--start", "$400", "--success", "$1234"});
-    EXPECT_EQ(fail.Status, 1);
-    EXPECT_EQ(fail.Out, "fail: trap at $0405, expected $1234, 8 instructions, 19 cycles\n");
+    EXPECT_EQ(fail.status, 1);
+    EXPECT_EQ(fail.out, "fail: trap at $0405, expected $1234, 8 instructions, 19 cycles\n");
 
     CliResult plain = Cli({"cpu-run", image, "--load", "1024", "--start", "1024"});
-    EXPECT_EQ(plain.Status, 0);
-    EXPECT_EQ(plain.Out, "trap at $0405, 8 instructions, 19 cycles\n");
+    EXPECT_EQ(plain.status, 0);
+    EXPECT_EQ(plain.out, "trap at $0405, 8 instructions, 19 cycles\n");
 
     CliResult limited =
         Cli({"cpu-run", image, "--load", "$400", "--start", "$400", "--limit", "3"});
-    EXPECT_EQ(limited.Status, 1);
-    EXPECT_EQ(limited.Out, "fail: no trap within 3 instructions (PC $0402), 7 cycles\n");
+    EXPECT_EQ(limited.status, 1);
+    EXPECT_EQ(limited.out, "fail: no trap within 3 instructions (PC $0402), 7 cycles\n");
 }
 
 TEST(CpuRunCommand, StopsAtStpAndRejectsBadArguments) {
@@ -146,19 +142,19 @@ TEST(CpuRunCommand, StopsAtStpAndRejectsBadArguments) {
     const std::string image = WriteBinary(folder, "stp.bin", {0xE8, 0xDB});
     CliResult stp =
         Cli({"cpu-run", image, "--load", "$0200", "--start", "$0200", "--success", "$0201"});
-    EXPECT_EQ(stp.Status, 0);
-    EXPECT_EQ(stp.Out, "pass: STP at $0201, 2 instructions, 5 cycles\n");
+    EXPECT_EQ(stp.status, 0);
+    EXPECT_EQ(stp.out, "pass: STP at $0201, 2 instructions, 5 cycles\n");
 
-    EXPECT_EQ(Cli({"cpu-run", image, "--start", "$0200"}).Status, 2) << "no --load";
-    EXPECT_EQ(Cli({"cpu-run", image, "--load", "$10000", "--start", "0"}).Status, 2);
-    EXPECT_EQ(Cli({"cpu-run", image, "--load", "$FFFF", "--start", "0"}).Status, 2)
+    EXPECT_EQ(Cli({"cpu-run", image, "--start", "$0200"}).status, 2) << "no --load";
+    EXPECT_EQ(Cli({"cpu-run", image, "--load", "$10000", "--start", "0"}).status, 2);
+    EXPECT_EQ(Cli({"cpu-run", image, "--load", "$FFFF", "--start", "0"}).status, 2)
         << "2 bytes do not fit at $FFFF";
-    EXPECT_EQ(Cli({"cpu-run", image, "--load", "$0G00", "--start", "0"}).Status, 2);
-    EXPECT_EQ(Cli({"cpu-run", image, "--load", "0", "--start"}).Status, 2);
+    EXPECT_EQ(Cli({"cpu-run", image, "--load", "$0G00", "--start", "0"}).status, 2);
+    EXPECT_EQ(Cli({"cpu-run", image, "--load", "0", "--start"}).status, 2);
     CliResult missing =
         Cli({"cpu-run", (folder.Native() / "none.bin").string(), "--load", "0", "--start", "0"});
-    EXPECT_EQ(missing.Status, 2);
-    EXPECT_NE(missing.Err.find("cannot open"), std::string::npos);
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_NE(missing.err.find("cannot open"), std::string::npos);
 }
 
 TEST(CpuTestCommand, PrintsOneLinePerFailureAndTheTotals) {
@@ -175,19 +171,19 @@ TEST(CpuTestCommand, PrintsOneLinePerFailureAndTheTotals) {
     const std::string mixedPath = (folder.Native() / "mixed.json").string();
 
     CliResult ok = Cli({"cpu-test", goodPath, "--bus"});
-    EXPECT_EQ(ok.Status, 0);
-    EXPECT_EQ(ok.Out, "1 passed, 0 failed\n");
+    EXPECT_EQ(ok.status, 0);
+    EXPECT_EQ(ok.out, "1 passed, 0 failed\n");
 
     CliResult mixed = Cli({"cpu-test", goodPath, mixedPath});
-    EXPECT_EQ(mixed.Status, 1);
-    EXPECT_EQ(mixed.Out, mixedPath + ": a9 test: A $12 expected $13\n2 passed, 1 failed\n");
+    EXPECT_EQ(mixed.status, 1);
+    EXPECT_EQ(mixed.out, mixedPath + ": a9 test: A $12 expected $13\n2 passed, 1 failed\n");
 
     CliResult broken = Cli({"cpu-test", (folder.Native() / "broken.json").string()});
-    EXPECT_EQ(broken.Status, 1);
-    EXPECT_EQ(broken.Out, "0 passed, 0 failed\n");
-    EXPECT_NE(broken.Err.find("JSON error at line 1"), std::string::npos) << broken.Err;
+    EXPECT_EQ(broken.status, 1);
+    EXPECT_EQ(broken.out, "0 passed, 0 failed\n");
+    EXPECT_NE(broken.err.find("JSON error at line 1"), std::string::npos) << broken.err;
 
-    EXPECT_EQ(Cli({"cpu-test"}).Status, 2);
+    EXPECT_EQ(Cli({"cpu-test"}).status, 2);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // tessarine-cli cpu-run --model: a flat program on a KTR model instead of plain RAM.
 #include "cli/CliMain.h"
+#include "support/CliRunner.h"
 #include "support/TempFolder.h"
 
 #include <filesystem>
@@ -12,15 +13,10 @@
 namespace bx::sim {
 namespace {
 
-struct CliResult {
-    int Status;
-    std::string Out, Err;
-};
+using test::CliResult;
 
-CliResult Cli(std::vector<std::string> args) {
-    std::ostringstream out, err;
-    int status = cli::Run(args, out, err);
-    return {status, out.str(), err.str()};
+CliResult Cli(const std::vector<std::string>& args) {
+    return test::RunCli(args);
 }
 
 std::string WriteBinary(const test::TempFolder& folder, const std::string& name,
@@ -40,9 +36,9 @@ TEST(CpuRunOnModel, RunsInTheModelsRamWithTheSameCounts) {
     for (const char* model : {"7", "13", "24"}) {
         CliResult r = Cli({"cpu-run", image, "--load", "$0400", "--start", "$0400", "--success",
                            "$0405", "--model", model});
-        EXPECT_EQ(r.Status, 0) << model << ": " << r.Err;
-        EXPECT_EQ(r.Out, "pass: trap at $0405, 8 instructions, 19 cycles\n") << model;
-        EXPECT_EQ(r.Err, "");
+        EXPECT_EQ(r.status, 0) << model << ": " << r.err;
+        EXPECT_EQ(r.out, "pass: trap at $0405, 8 instructions, 19 cycles\n") << model;
+        EXPECT_EQ(r.err, "");
     }
 }
 
@@ -51,13 +47,13 @@ TEST(CpuRunOnModel, ReportsExecutionWhereTheModelHasNoMemory) {
     // $2000 is RAM on the KTR640 only.
     const std::string image = WriteBinary(folder, "far.bin", {0xE8, 0xDB});
     CliResult r = Cli({"cpu-run", image, "--load", "$2000", "--start", "$2000", "--model", "7"});
-    EXPECT_EQ(r.Status, 1);
-    EXPECT_EQ(r.Out, "fail: execution reached $2000, where the KTR310 has no memory, "
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "fail: execution reached $2000, where the KTR310 has no memory, "
                      "0 instructions, 0 cycles\n");
-    EXPECT_NE(r.Err.find("2 bytes of the image"), std::string::npos) << r.Err;
+    EXPECT_NE(r.err.find("2 bytes of the image"), std::string::npos) << r.err;
     CliResult ok = Cli({"cpu-run", image, "--load", "$2000", "--start", "$2000", "--model", "24"});
-    EXPECT_EQ(ok.Status, 0);
-    EXPECT_EQ(ok.Out, "STP at $2001, 2 instructions, 5 cycles\n");
+    EXPECT_EQ(ok.status, 0);
+    EXPECT_EQ(ok.out, "STP at $2001, 2 instructions, 5 cycles\n");
 }
 
 TEST(CpuRunOnModel, FindsATrapElsewhereThanTheSuccessAddress) {
@@ -66,8 +62,8 @@ TEST(CpuRunOnModel, FindsATrapElsewhereThanTheSuccessAddress) {
     const std::string image = WriteBinary(folder, "trap.bin", {0xE8, 0x4C, 0x01, 0x04});
     CliResult r = Cli({"cpu-run", image, "--load", "$0400", "--start", "$0400", "--success",
                        "$1234", "--model", "13"});
-    EXPECT_EQ(r.Status, 1);
-    EXPECT_EQ(r.Out.rfind("fail: trap at $0401, expected $1234, ", 0), 0u) << r.Out;
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out.rfind("fail: trap at $0401, expected $1234, ", 0), 0u) << r.out;
 }
 
 TEST(CpuRunOnModel, RefusesAModelNumberThatIsNoKtr) {
@@ -75,9 +71,9 @@ TEST(CpuRunOnModel, RefusesAModelNumberThatIsNoKtr) {
     const std::string image = WriteBinary(folder, "stp.bin", {0xDB});
     for (const char* bad : {"9", "x", "13a", ""}) {
         CliResult r = Cli({"cpu-run", image, "--load", "0", "--start", "0", "--model", bad});
-        EXPECT_EQ(r.Status, 2) << bad;
+        EXPECT_EQ(r.status, 2) << bad;
     }
-    EXPECT_EQ(Cli({"cpu-run", image, "--load", "0", "--start", "0", "--model"}).Status, 2);
+    EXPECT_EQ(Cli({"cpu-run", image, "--load", "0", "--start", "0", "--model"}).status, 2);
 }
 
 TEST(CpuRunOnModel, TheExtendedOpcodesTestPassesOnTheKtr640) {
@@ -89,8 +85,8 @@ TEST(CpuRunOnModel, TheExtendedOpcodesTestPassesOnTheKtr640) {
     // RAM on the KTR640; only the SFR block's 64 bytes of the 64 KB image are left out.
     CliResult r = Cli({"cpu-run", file.string(), "--load", "0", "--start", "$0400", "--success",
                        "$24F1", "--model", "24"});
-    EXPECT_EQ(r.Status, 0) << r.Out << r.Err;
-    EXPECT_EQ(r.Out, "pass: trap at $24F1, 21986986 instructions, 66907084 cycles\n");
+    EXPECT_EQ(r.status, 0) << r.out << r.err;
+    EXPECT_EQ(r.out, "pass: trap at $24F1, 21986986 instructions, 66907084 cycles\n");
 }
 
 } // namespace

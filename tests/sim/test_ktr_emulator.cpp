@@ -8,16 +8,6 @@
 namespace bx::sim::testing {
 namespace {
 
-#define REQUIRE_CA65()                                                                             \
-    if (!test::Ca65Available())                                                                    \
-    GTEST_SKIP() << test::kCa65Missing
-
-#define LOAD(board, source)                                                                        \
-    do {                                                                                           \
-        const std::string complaint = (board).Load(source);                                        \
-        ASSERT_TRUE(complaint.empty()) << complaint;                                               \
-    } while (0)
-
 TEST(KtrEmulator, ModelsAreSelectedByNumberAndAnUnknownNumberSelectsNone) {
     platform::QueueDispatcher dispatcher;
     KtrEmulator emu(dispatcher);

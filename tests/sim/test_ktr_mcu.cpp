@@ -7,16 +7,6 @@
 namespace bx::sim::testing {
 namespace {
 
-#define REQUIRE_CA65()                                                                             \
-    if (!test::Ca65Available())                                                                    \
-    GTEST_SKIP() << test::kCa65Missing
-
-#define LOAD(board, source)                                                                        \
-    do {                                                                                           \
-        const std::string complaint = (board).Load(source);                                        \
-        ASSERT_TRUE(complaint.empty()) << complaint;                                               \
-    } while (0)
-
 TEST(KtrMcu, BankSwitchingIsSeenByTheCpuAndByReadMemoryWithABank) {
     REQUIRE_CA65();
     KtrBoard board(emulator_model::kKTR311);

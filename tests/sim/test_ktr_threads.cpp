@@ -9,16 +9,6 @@
 namespace bx::sim::testing {
 namespace {
 
-#define REQUIRE_CA65()                                                                             \
-    if (!test::Ca65Available())                                                                    \
-    GTEST_SKIP() << test::kCa65Missing
-
-#define LOAD(board, source)                                                                        \
-    do {                                                                                           \
-        const std::string complaint = (board).Load(source);                                        \
-        ASSERT_TRUE(complaint.empty()) << complaint;                                               \
-    } while (0)
-
 using namespace std::chrono_literals;
 
 // A delay loop of $0200 * 256 iterations (about 1,300 cycles per unit), then STP.
