@@ -17,7 +17,7 @@ namespace {
 constexpr const char* kErrorSource = "Appliance Object";
 constexpr const char* kCrLf = "\r\n";
 // VB's "object variable not set": what a lookup in a missing body or clock always raised.
-constexpr int32_t kObjectNotSet = 91;
+using errors::kObjectNotSet;
 
 constexpr int32_t kTraceExternalStartFailed = 2001;
 constexpr int32_t kTraceInternalStartFailed = 2002;

@@ -30,6 +30,8 @@ inline constexpr int32_t kBuildStep = static_cast<int32_t>(0x80040001u);
 inline constexpr int32_t kFileAccess = 75;
 // A path, drive or folder does not exist.
 inline constexpr int32_t kPathNotFound = 76;
+// An object the operation needs is missing (no appliance, no emulator, no prototyper).
+inline constexpr int32_t kObjectNotSet = 91;
 } // namespace errors
 
 // The error of a keyed collection that already holds an item under the key.

@@ -67,6 +67,11 @@ void SimHub::Leave(int32_t id, HubMember* member) {
         members_.erase(it);
 }
 
+HubMember* SimHub::MemberLocked(int32_t id) const {
+    HubMember* const* member = members_.get(id);
+    return member != nullptr ? *member : nullptr;
+}
+
 bool SimHub::HasPinset(int32_t id, int32_t pin, PinKind kind) const {
     HubMember* const* member = members_.get(id);
     return member != nullptr && (*member)->PinsetKind(pin) == kind;

@@ -104,6 +104,9 @@ public:
     // False when id is taken by another member.
     bool Join(int32_t id, HubMember* member);
     void Leave(int32_t id, HubMember* member);
+    // The member that joined as id, or nullptr. Call with Lock() held and use the member only
+    // while it is held: a member leaves (under the lock) before it is destroyed.
+    HubMember* MemberLocked(int32_t id) const;
     void DriveDigital(int32_t id, int32_t pin, uint32_t level, uint32_t driven);
     void DriveAnalog(int32_t id, int32_t pin, uint8_t level, double seconds);
     void AdvanceTime(double seconds);
