@@ -66,10 +66,6 @@ void WriteWatch(JsonWriter& json, const std::string& key, Watch& watch) {
     json.EndObject();
 }
 
-std::string Shown(const std::string& path) {
-    return platform::ToNativePath(path);
-}
-
 } // namespace
 
 std::string ApplianceToJson(Appliance& appliance, bool loadResult) {

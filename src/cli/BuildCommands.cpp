@@ -32,20 +32,6 @@ void PrintBuildUsage(std::ostream& out) {
            "                           [--settings FILE.gss] [--yes]\n";
 }
 
-std::string Shown(const std::string& path) {
-    return platform::ToNativePath(path);
-}
-
-// The trace log of a command-line run: vkbx.log in the program's folder, or in the system's
-// temporary folder when the program's folder is read-only (an installation for all users).
-// Each command is a run of its own and starts the log anew, as a start of the studio does.
-std::unique_ptr<Diagnoser> OpenTraceLog() {
-    std::string folder = platform::ProgramFolder();
-    if (!platform::IsFolderWritable(folder))
-        folder = platform::TempFolder();
-    return std::make_unique<Diagnoser>(folder + "\\vkbx.log");
-}
-
 // The message pane on a terminal: each post as it comes, its CR LF line ends as the
 // terminal's. A terminal can't take back what it printed, so clearing prints nothing.
 class StreamMessageSink : public MessageSink {
@@ -149,26 +135,11 @@ int RunBuild(const std::vector<std::string>& args, std::ostream& out, std::ostre
     if (!LoadSettings(settings, parsed, settingsPath, prefix, err))
         return 1;
 
-    const std::string path = platform::AbsolutePath(platform::FromNativePath(parsed.words[0]));
     Appliance appliance;
-    appliance.Settings = &settings;
+    if (!OpenAppliance(appliance, settings, parsed.words[0], prefix, err))
+        return 1;
+    appliance.ExtBuilderInUse = appliance.ExtBuilderInUse || parsed.flags["--external"];
     try {
-        if (!platform::FileExists(path)) {
-            err << prefix << "no such file: " << Shown(path) << "\n";
-            return 1;
-        }
-        if (!appliance.Load(path)) {
-            err << prefix << "can't read " << Shown(path) << " (not well-formed XML)\n";
-            return 1;
-        }
-        // As the studio opens an appliance: the tools come from the global settings.
-        appliance.ExtEditor = settings.ExtEditorCommand;
-        appliance.ExtDebugger = settings.ExtDebuggerDriver;
-        appliance.ExtBuilder = settings.ExtBuilderCommand;
-        appliance.ExtEditorInUse = settings.ExtEditorInUse;
-        appliance.ExtDebuggerInUse = settings.ExtDebuggerInUse;
-        appliance.ExtBuilderInUse = settings.ExtBuilderInUse || parsed.flags["--external"];
-
         std::unique_ptr<Diagnoser> diagnoser = OpenTraceLog();
         StreamMessageSink pane(out);
         // The pane hears the build through the appliance's event, as the studio's pane does.

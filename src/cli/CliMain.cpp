@@ -3,6 +3,7 @@
 #include "cli/ApplianceCommands.h"
 #include "cli/BuildCommands.h"
 #include "cli/CpuCommands.h"
+#include "cli/RunCommand.h"
 #include "cli/SettingsCommands.h"
 #include "cli/SymbolCommands.h"
 #include "frame/ProductInfo.h"
@@ -20,7 +21,8 @@ void PrintUsage(std::ostream& out) {
            "  appliance   show or rewrite an appliance file (.apl)\n"
            "  settings    show or rewrite a global settings file (BX.gss)\n"
            "  new         create an appliance from an MCU body's template\n"
-           "  build       build an appliance (.apl) and print the build messages\n";
+           "  build       build an appliance (.apl) and print the build messages\n"
+           "  run         power an appliance on in the simulator, run, step and print each stop\n";
     PrintCpuCommandsUsage(out);
     PrintSymbolsUsage(out);
 }
@@ -47,6 +49,8 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         return RunNew(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     if (args[0] == "build")
         return RunBuild(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
+    if (args[0] == "run")
+        return RunSession(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     if (args[0] == "settings")
         return RunSettings(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     if (args[0] == "symbols")

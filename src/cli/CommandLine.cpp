@@ -1,7 +1,11 @@
 #include "cli/CommandLine.h"
 
+#include "appliance/Appliance.h"
+#include "foundation/Diagnoser.h"
+#include "foundation/Error.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
+#include "platform/Process.h"
 #include "platform/ProgramFolder.h"
 #include "settings/GlobalSettings.h"
 
@@ -25,6 +29,7 @@ Parsed Parse(const std::vector<std::string>& args, const std::vector<std::string
                 return parsed;
             }
             parsed.values[option] = args[++i];
+            parsed.lists[option].push_back(args[i]);
         }
         for (const auto& flag : flagOptions)
             if (arg == flag) {
@@ -81,6 +86,44 @@ bool LoadSettings(GlobalSettings& settings, const Parsed& parsed, std::string& p
         return false;
     }
     return true;
+}
+
+bool OpenAppliance(Appliance& appliance, GlobalSettings& settings, const std::string& givenPath,
+                   const std::string& prefix, std::ostream& err) {
+    const std::string path = platform::AbsolutePath(platform::FromNativePath(givenPath));
+    appliance.Settings = &settings;
+    try {
+        if (!platform::FileExists(path)) {
+            err << prefix << "no such file: " << Shown(path) << "\n";
+            return false;
+        }
+        if (!appliance.Load(path)) {
+            err << prefix << "can't read " << Shown(path) << " (not well-formed XML)\n";
+            return false;
+        }
+    } catch (const BxError& error) {
+        err << prefix << error.Description << "\n";
+        return false;
+    }
+    appliance.ExtEditor = settings.ExtEditorCommand;
+    appliance.ExtDebugger = settings.ExtDebuggerDriver;
+    appliance.ExtBuilder = settings.ExtBuilderCommand;
+    appliance.ExtEditorInUse = settings.ExtEditorInUse;
+    appliance.ExtDebuggerInUse = settings.ExtDebuggerInUse;
+    appliance.ExtBuilderInUse = settings.ExtBuilderInUse;
+    return true;
+}
+
+std::string Shown(const std::string& path) {
+    return platform::ToNativePath(path);
+}
+
+// Each command is a run of its own and starts the log anew, as a start of the studio does.
+std::unique_ptr<Diagnoser> OpenTraceLog() {
+    std::string folder = platform::ProgramFolder();
+    if (!platform::IsFolderWritable(folder))
+        folder = platform::TempFolder();
+    return std::make_unique<Diagnoser>(folder + "\\vkbx.log");
 }
 
 } // namespace bx::cli

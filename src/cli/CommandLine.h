@@ -4,12 +4,15 @@
 
 #include <iosfwd>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace bx {
+class Appliance;
+class Diagnoser;
 class GlobalSettings;
-}
+} // namespace bx
 
 namespace bx::cli {
 
@@ -18,6 +21,8 @@ namespace bx::cli {
 struct Parsed {
     std::map<std::string, std::string> values;
     std::map<std::string, bool> flags;
+    // Every value of each value option in the order given, for options that may repeat.
+    std::map<std::string, std::vector<std::string>> lists;
     std::vector<std::string> words;
     std::string error;
 };
@@ -36,5 +41,17 @@ bool ExpectCommandAndFile(const Parsed& parsed, const std::string& group,
 // on err (each line starting with prefix) why when it can't. path receives the file used.
 bool LoadSettings(GlobalSettings& settings, const Parsed& parsed, std::string& path,
                   const std::string& prefix, std::ostream& err);
+
+// Loads the appliance file given on the command line and gives it the tools of the global
+// settings, as the studio does when it opens one; says on err why when it can't.
+bool OpenAppliance(Appliance& appliance, GlobalSettings& settings, const std::string& givenPath,
+                   const std::string& prefix, std::ostream& err);
+
+// A path as a person reads it: in the operating system's form.
+std::string Shown(const std::string& path);
+
+// The trace log of a command-line run: vkbx.log in the program's folder, or in the system's
+// temporary folder when the program's folder is read-only.
+std::unique_ptr<Diagnoser> OpenTraceLog();
 
 } // namespace bx::cli

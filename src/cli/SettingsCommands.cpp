@@ -69,10 +69,6 @@ void WriteBody(JsonWriter& json, const std::string& key, const MCUBody& body) {
 }
 
 // Where the file is, for a person: the operating system's form.
-std::string Shown(const std::string& path) {
-    return platform::ToNativePath(path);
-}
-
 } // namespace
 
 std::string SettingsToJson(const GlobalSettings& settings, bool loadResult) {
