@@ -3,6 +3,7 @@
 #include "cli/ApplianceCommands.h"
 #include "cli/BuildCommands.h"
 #include "cli/CpuCommands.h"
+#include "cli/DemoCommand.h"
 #include "cli/RunCommand.h"
 #include "cli/SettingsCommands.h"
 #include "cli/SymbolCommands.h"
@@ -17,7 +18,7 @@ void PrintUsage(std::ostream& out) {
     out << "usage: tessarine-cli [--version] [--help] <command> [arguments]\n"
            "\n"
            "commands:\n"
-           "  demo        describe the product and what this build can do\n"
+           "  demo        create, build and run a KTR311 appliance: the road of a first session\n"
            "  appliance   show or rewrite an appliance file (.apl)\n"
            "  settings    show or rewrite a global settings file (BX.gss)\n"
            "  new         create an appliance from an MCU body's template\n"
@@ -37,10 +38,8 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         out << VersionLine() << "\n";
         return 0;
     }
-    if (args[0] == "demo") {
-        out << VersionLine() << "\n\n" << SelfDescription();
-        return 0;
-    }
+    if (args[0] == "demo")
+        return RunDemo(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
     if (IsCpuCommand(args[0]))
         return RunCpuCommand(args, out, err);
     if (args[0] == "appliance")
