@@ -1,0 +1,318 @@
+// End to end on the debugger: for each shipped body, an appliance made from its template and
+// built with the real tools, powered on by DebugMonitor in the built-in simulator, then run to a
+// source-line breakpoint, stepped, stepped over a call, stopped by a memory write, reset and
+// powered on again; every message box is asserted through the scripted prompter. Skipped
+// without ca65, ld65 and make.
+#include "ShippedProgram.h"
+#include "appliance/Appliance.h"
+#include "debug/DebugMonitor.h"
+#include "foundation/Common.h"
+#include "foundation/Diagnoser.h"
+#include "platform/FileSystem.h"
+#include "platform/Paths.h"
+#include "platform/ProgramFolder.h"
+#include "platform/QueueDispatcher.h"
+#include "settings/GlobalSettings.h"
+#include "sim/DevicePanel.h"
+#include "sim/SimTargetFactory.h"
+#include "support/CliRunner.h"
+#include "support/TestDoubles.h"
+#include "symbols/Ld65SymbolLibrary.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace bx {
+namespace {
+
+struct Body {
+    const char* model;
+    int32_t bankWindow; // where the bank window starts
+};
+
+const Body kBodies[] = {{"KTR310", 0x4000}, {"KTR311", 0x4000}, {"KTR640", 0xC000}};
+
+bool HaveTools() {
+    return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "
+                       "command -v make >/dev/null 2>&1") == 0;
+}
+
+// The host of a test: the device panel as the prototyper, and what the monitor raised.
+class RecordingHost : public DebugMonitorHost {
+public:
+    explicit RecordingHost(Appliance& appliance) : appliance_(appliance) {}
+    Facade* RequestFacade() override { return &panel; }
+    std::shared_ptr<View> RequestActiveView() override { return appliance_.Views().First(); }
+    void RequestBuild() override { ++builds; }
+    void BreakHit(int32_t bank, int32_t address, int32_t cond) override {
+        stops.push_back({bank, address, cond});
+    }
+    struct Stop {
+        int32_t bank, address, cond;
+    };
+    sim::DevicePanel panel;
+    int builds = 0;
+    std::vector<Stop> stops;
+
+private:
+    Appliance& appliance_;
+};
+
+class ShippedDebugTest : public ::testing::TestWithParam<Body> {
+protected:
+    void SetUp() override {
+        if (!HaveTools())
+            GTEST_SKIP() << "ca65, ld65 or make is not installed; no appliance can be built";
+        const std::string dir = (work.Native() / "app").string();
+        auto made =
+            test::RunCli({"new", "--body", GetParam().model, "--name", "app", "--dir", dir});
+        ASSERT_EQ(made.status, 0) << made.err;
+        apl = dir + "/app.apl";
+    }
+
+    void Build() {
+        auto built = test::RunCli({"build", apl});
+        ASSERT_EQ(built.status, 0) << built.out << built.err;
+    }
+
+    // Loads the appliance afresh and creates a monitor for it.
+    void Open() {
+        ASSERT_TRUE(settings.Load(program.folder.Sub("BX.gss")));
+        appliance = std::make_unique<Appliance>();
+        appliance->Settings = &settings;
+        ASSERT_TRUE(appliance->Load(platform::FromNativePath(apl)));
+        host = std::make_unique<RecordingHost>(*appliance);
+        monitor = std::make_unique<DebugMonitor>(targets, prompts, status, diagnoser, *host,
+                                                 inspectors, false);
+        monitor->SetAppliance(appliance.get());
+    }
+
+    std::string Source() const { return work.ReadFile("app\\main.asm"); }
+
+    // The line (from 1) of main.asm that starts with text.
+    int32_t LineOf(const std::string& text) const {
+        const std::string source = Source();
+        int32_t line = 1;
+        for (std::size_t at = 0; at < source.size(); ++line) {
+            if (source.compare(at, text.size(), text) == 0)
+                return line;
+            at = source.find('\n', at);
+            if (at == std::string::npos)
+                break;
+            ++at;
+        }
+        ADD_FAILURE() << "main.asm has no line starting with " << text;
+        return 0;
+    }
+
+    int32_t MainView() const {
+        for (int32_t view = 1; monitor->ViewAt(view) != nullptr; ++view)
+            if (FileNameOf(monitor->Symbols().GetSourcePath(monitor->FileOfView(view))) ==
+                "main.asm")
+                return view;
+        return 0;
+    }
+
+    // Runs the posted work until the host heard one more stop.
+    bool WaitForStop() {
+        const std::size_t seen = host->stops.size();
+        return dispatcher.RunUntil([&] { return host->stops.size() > seen; },
+                                   std::chrono::seconds(10));
+    }
+
+    // The line the debugger shows the program counter at, in the current view.
+    int32_t ShownLine() {
+        SourceLineModel* view = monitor->ViewAt(monitor->CurrentView());
+        return view != nullptr ? view->SelectedLine() : 0;
+    }
+
+    test::ShippedProgramCopy program;
+    platform::ScopedProgramFolder useProgram{program.folder.Path()};
+    test::TempFolder work;
+    std::string apl;
+    test::ScriptedPrompter prompts;
+    test::RecordingStatusDisplay status;
+    Diagnoser diagnoser{work.Sub("vkbx.log")};
+    platform::QueueDispatcher dispatcher;
+    sim::SimTargetFactory targets{dispatcher,
+                                  [] { return std::make_unique<symbols::Ld65SymbolLibrary>(); }};
+    DebugInspectors inspectors;
+    GlobalSettings settings{prompts};
+    std::unique_ptr<Appliance> appliance;
+    std::unique_ptr<RecordingHost> host;
+    std::unique_ptr<DebugMonitor> monitor;
+};
+
+TEST_P(ShippedDebugTest, RunsToALineStepsStepsOverStopsOnAWriteResetsAndKeepsItsBreakpoints) {
+    Build();
+    Open();
+    ASSERT_TRUE(monitor->PowerOn());
+    EXPECT_TRUE(prompts.Boxes().empty())
+        << prompts.Boxes()[0].title << ": " << prompts.Boxes()[0].text;
+    EXPECT_TRUE(monitor->PollingResetKey());
+    const int32_t view = MainView();
+    ASSERT_GT(view, 0);
+    // Powered on: halted at the reset vector, shown at the line of the label reset.
+    EXPECT_EQ(ShownLine(), LineOf("reset:"));
+    EXPECT_EQ(monitor->Tabs()[monitor->SelectedTab() - 1].Caption, "main.asm");
+
+    const int32_t mainLine = LineOf("main:");
+    ASSERT_EQ(monitor->ToggleBreak(view, mainLine), ToggleOutcome::Set);
+    const int32_t mainAddress = monitor->Symbols().GetPC(monitor->FileOfView(view), mainLine);
+    EXPECT_EQ(appliance->Breakpoints().Count(), 1u);
+
+    monitor->Continue();
+    ASSERT_TRUE(WaitForStop());
+    EXPECT_FALSE(monitor->Running());
+    EXPECT_EQ(host->stops.back().cond, 1);
+    EXPECT_EQ(host->stops.back().address, mainAddress & 0xFFFF);
+    EXPECT_EQ(ShownLine(), mainLine);
+    EXPECT_EQ(monitor->Disassembly().PC(), mainAddress);
+    std::optional<CpuState> cpu = monitor->CurrentEmulator()->GetCpuState();
+    ASSERT_TRUE(cpu);
+    EXPECT_EQ(cpu->PC, mainAddress & 0xFFFF);
+    EXPECT_EQ(cpu->S, 0xFF); // the starter program set the stack before its main loop
+
+    // Step: the next line of the loop; step over the call of the keypad scan: the line below.
+    monitor->Step();
+    EXPECT_EQ(ShownLine(), mainLine + 1);
+    monitor->Step(); // sta WDTCLR
+    monitor->Step(); // bbr0: no timer underflow yet, so on to the scan
+    const int32_t callLine = LineOf("@scan:");
+    EXPECT_EQ(ShownLine(), callLine);
+    const uint8_t stackBefore = monitor->CurrentEmulator()->GetCpuState()->S;
+    monitor->StepOver();
+    EXPECT_TRUE(monitor->Running());
+    ASSERT_TRUE(WaitForStop());
+    EXPECT_EQ(ShownLine(), callLine + 1);
+    EXPECT_EQ(monitor->CurrentEmulator()->GetCpuState()->S, stackBefore);
+    EXPECT_EQ(monitor->TempBreak(), -1);
+    std::vector<int32_t> flags;
+    const int32_t returnAddress = monitor->Symbols().GetPC(monitor->FileOfView(view), callLine + 1);
+    ASSERT_TRUE(monitor->CurrentEmulator()->GetBreakFlags(returnAddress, flags, 1));
+    EXPECT_EQ(flags[0], 0) << "the step over's own breakpoint is gone";
+
+    // A write breakpoint on the key variable (zero page $02): the scan writes it each pass.
+    ASSERT_TRUE(monitor->CurrentEmulator()->SetBreak(0x0002, 4, 1));
+    ASSERT_EQ(monitor->ToggleBreak(view, mainLine), ToggleOutcome::Cleared);
+    monitor->Continue();
+    ASSERT_TRUE(WaitForStop());
+    EXPECT_EQ(host->stops.back().cond, 4);
+    ASSERT_FALSE(prompts.Boxes().empty());
+    EXPECT_EQ(prompts.Boxes().back().title, "Breakpoint Hit");
+    EXPECT_EQ(prompts.Boxes().back().text,
+              "A breakpoint is hit because of a WRITE operation in the previous instruction.");
+    EXPECT_EQ(prompts.Boxes().back().icon, Icon::Information);
+    int32_t one = 1;
+    EXPECT_EQ(monitor->CurrentEmulator()->ReadMemory(0x0002, one).size(), 1u);
+    monitor->ClearAllBreaks();
+
+    // Reset: back to the reset vector's line.
+    monitor->Reset();
+    EXPECT_EQ(ShownLine(), LineOf("reset:"));
+    EXPECT_EQ(monitor->CurrentEmulator()->GetCpuState()->PC,
+              monitor->Symbols().GetPC(monitor->FileOfView(view), LineOf("reset:")) & 0xFFFF);
+
+    // A breakpoint set now survives a second power-on through the appliance.
+    ASSERT_EQ(monitor->ToggleBreak(view, mainLine), ToggleOutcome::Set);
+    const std::size_t boxes = prompts.Boxes().size();
+    ASSERT_TRUE(monitor->PowerOn());
+    EXPECT_EQ(prompts.Boxes().size(), boxes);
+    const int32_t again = MainView();
+    ASSERT_GT(again, 0);
+    EXPECT_TRUE(monitor->ViewAt(again)->IsMarked(mainLine));
+    ASSERT_TRUE(monitor->CurrentEmulator()->GetBreakFlags(mainAddress, flags, 1));
+    EXPECT_EQ(flags[0], 1);
+    monitor->Continue();
+    ASSERT_TRUE(WaitForStop());
+    EXPECT_EQ(ShownLine(), mainLine);
+}
+
+TEST_P(ShippedDebugTest, AStaleRomAsksForARebuildAndAMissingRomTakesTheRebuildExit) {
+    Build();
+    Open();
+    // A source saved after the build: the question comes; No debugs the old image anyway.
+    const auto source = work.Native() / "app" / "main.asm";
+    std::filesystem::last_write_time(source, std::filesystem::last_write_time(source) +
+                                                 std::chrono::seconds(30));
+    prompts.Answer(AnswerNo);
+    EXPECT_TRUE(monitor->PowerOn());
+    ASSERT_EQ(prompts.Boxes().size(), 1u);
+    EXPECT_EQ(prompts.Boxes()[0].title, "Power On");
+    EXPECT_EQ(prompts.Boxes()[0].text, "ROM image is older than at least one of the source "
+                                       "files.\r\nDo you wish to rebuild the appliance?");
+    EXPECT_EQ(prompts.Boxes()[0].buttons, Buttons::YesNo);
+    EXPECT_EQ(host->builds, 0);
+    // Yes asks the host for a build and powers nothing on.
+    prompts.Answer(AnswerYes);
+    EXPECT_FALSE(monitor->PowerOn());
+    EXPECT_EQ(host->builds, 1);
+    EXPECT_FALSE(monitor->PollingResetKey());
+
+    // No ROM image at all.
+    ASSERT_TRUE(platform::DeleteFile(work.Sub("app\\app.rom")));
+    prompts.Answer(AnswerYes);
+    EXPECT_FALSE(monitor->PowerOn());
+    EXPECT_EQ(prompts.Boxes().back().text,
+              "Cannot load ROM image.\r\nDo you wish to rebuild the appliance?");
+    EXPECT_EQ(prompts.Boxes().back().icon, Icon::Exclamation);
+    EXPECT_EQ(host->builds, 2);
+    EXPECT_EQ(prompts.UnscriptedBoxes(), 0);
+}
+
+TEST_P(ShippedDebugTest, StepsIntoABankAndShowsTheBankedSourceLine) {
+    // The starter program replaced by one that selects bank 3 and calls a routine in it.
+    work.WriteFile("app\\main.asm", R"(        .setcpu "65C02"
+        .include "ktr.inc"
+        .code
+reset:  ldx #$FF
+        txs
+        lda #3
+        sta BANK
+loop:   jsr far
+        bra loop
+irq:
+nmi:    rti
+        .segment "BANK3"
+far:    nop
+        inx
+        rts
+        .segment "VECTORS"
+        .word nmi, reset, irq
+)");
+    Build();
+    Open();
+    ASSERT_TRUE(monitor->PowerOn());
+    EXPECT_TRUE(prompts.Boxes().empty());
+    const int32_t view = MainView();
+    ASSERT_EQ(monitor->ToggleBreak(view, LineOf("loop:")), ToggleOutcome::Set);
+    monitor->Continue();
+    ASSERT_TRUE(WaitForStop());
+    EXPECT_EQ(ShownLine(), LineOf("loop:"));
+
+    monitor->Step(); // into the bank
+    EXPECT_EQ(ShownLine(), LineOf("far:"));
+    EXPECT_EQ(monitor->Disassembly().PC(), 3 * 65536 + GetParam().bankWindow);
+    monitor->Step();
+    EXPECT_EQ(ShownLine(), LineOf("far:") + 1);
+    monitor->Step();
+    monitor->Step(); // rts: back in the fixed ROM
+    EXPECT_EQ(ShownLine(), LineOf("loop:") + 1);
+    EXPECT_EQ(monitor->Disassembly().PC() >> 16, 0);
+
+    // Over the call into the bank: one step over, the line below the call.
+    monitor->Step(); // bra loop
+    EXPECT_EQ(ShownLine(), LineOf("loop:"));
+    monitor->StepOver();
+    ASSERT_TRUE(WaitForStop());
+    EXPECT_EQ(ShownLine(), LineOf("loop:") + 1);
+    EXPECT_TRUE(prompts.Boxes().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Bodies, ShippedDebugTest, ::testing::ValuesIn(kBodies),
+                         [](const auto& info) { return std::string(info.param.model); });
+
+} // namespace
+} // namespace bx
