@@ -1,0 +1,186 @@
+// "tessarine-cli run" and "tessarine-cli demo" on an appliance made from the shipped KTR311
+// template and built with the real tools: what each stop prints, the recording of the speaker
+// while a key is held, and the exit status of each way a session can fail. Skipped without
+// ca65, ld65 and make.
+#include "ShippedProgram.h"
+#include "platform/FileSystem.h"
+#include "platform/Paths.h"
+#include "platform/ProgramFolder.h"
+#include "support/CliRunner.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <regex>
+#include <set>
+
+namespace bx {
+namespace {
+
+using test::CliResult;
+using test::RunCli;
+
+bool HaveTools() {
+    return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "
+                       "command -v make >/dev/null 2>&1") == 0;
+}
+
+class RunCliTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!HaveTools())
+            GTEST_SKIP() << "ca65, ld65 or make is not installed; no appliance can be built";
+        const std::string dir = (work.Native() / "app").string();
+        ASSERT_EQ(RunCli({"new", "--body", "KTR311", "--name", "app", "--dir", dir}).status, 0);
+        apl = dir + "/app.apl";
+        CliResult built = RunCli({"build", apl});
+        ASSERT_EQ(built.status, 0) << built.out << built.err;
+    }
+
+    // The number of the line of main.asm that starts with text.
+    int LineOf(const std::string& text) const {
+        const std::string source = work.ReadFile("app\\main.asm");
+        int line = 1;
+        for (std::size_t at = 0; at != std::string::npos && at < source.size(); ++line) {
+            if (source.compare(at, text.size(), text) == 0)
+                return line;
+            at = source.find('\n', at);
+            if (at != std::string::npos)
+                ++at;
+        }
+        return 0;
+    }
+
+    // The stop reports of a run's output: "stop: <reason> at BB:AAAA" and its source line.
+    static std::vector<std::pair<std::string, std::string>> Stops(const std::string& out) {
+        std::vector<std::pair<std::string, std::string>> stops;
+        static const std::regex stopLine(
+            R"(stop: (.*) at ([0-9A-F]{2}:[0-9A-F]{4})\n  source: ([^\n]*))");
+        for (auto it = std::sregex_iterator(out.begin(), out.end(), stopLine);
+             it != std::sregex_iterator(); ++it)
+            stops.emplace_back((*it)[1].str() + " " + (*it)[2].str(), (*it)[3].str());
+        return stops;
+    }
+
+    test::ShippedProgramCopy program;
+    platform::ScopedProgramFolder useProgram{program.folder.Path()};
+    test::TempFolder work;
+    std::string apl;
+};
+
+TEST_F(RunCliTest, StopsAtALineStepsOverTheScanAndPrintsRegistersWatchesAndMemory) {
+    const int mainLine = LineOf("main:");
+    const int scanLine = LineOf("@scan:");
+    CliResult run =
+        RunCli({"run", apl, "--break", "main.asm:" + std::to_string(mainLine), "--steps", "3",
+                "--step-over", "1", "--watch", "Bank", "--dump", "00:0000:3", "--unthrottled"});
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    const auto stops = Stops(run.out);
+    ASSERT_EQ(stops.size(), 6u) << run.out;
+    EXPECT_EQ(stops[0].first.substr(0, 11), "powered on ");
+    EXPECT_NE(stops[0].second.find("main.asm:" + std::to_string(LineOf("reset:")) + ": reset:"),
+              std::string::npos);
+    EXPECT_EQ(stops[1].first.substr(0, 11), "breakpoint ");
+    EXPECT_NE(stops[1].second.find("main.asm:" + std::to_string(mainLine) + ": main:"),
+              std::string::npos);
+    EXPECT_NE(stops[4].second.find(":" + std::to_string(scanLine) + ": @scan:  jsr scan_keypad"),
+              std::string::npos);
+    EXPECT_EQ(stops[5].first.substr(0, 10), "step over ");
+    EXPECT_NE(stops[5].second.find(":" + std::to_string(scanLine + 1) + ":"), std::string::npos);
+    EXPECT_NE(run.out.find("  registers: A=$"), std::string::npos);
+    EXPECT_NE(run.out.find("  watch Bank = $00"), std::string::npos);
+    // After the main loop's first pass the LED pattern is 1 and the DAC level $80.
+    EXPECT_NE(run.out.find("  memory 00:0000: 01 80"), std::string::npos) << run.out;
+}
+
+TEST_F(RunCliTest, AHeldKeyMakesTheSpeakerSoundAndTheRecordingHoldsIt) {
+    const std::string wav = work.Sub("tone.wav");
+    CliResult run = RunCli({"run", apl, "--run-for", "200", "--press", "5@50:100", "--wav",
+                            platform::ToNativePath(wav)});
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    EXPECT_NE(run.out.find("stop: ran for 200 ms"), std::string::npos) << run.out;
+    const std::optional<std::string> file = platform::ReadFile(wav);
+    ASSERT_TRUE(file);
+    ASSERT_GT(file->size(), 44u + 2 * 8000);
+    EXPECT_EQ(file->substr(0, 4), "RIFF");
+    // Silent (one level) before the key and after it, two levels while it is held.
+    auto levelsIn = [&](double fromMs, double toMs) {
+        std::set<int16_t> levels;
+        for (std::size_t i = static_cast<std::size_t>(fromMs * 44.1);
+             i < static_cast<std::size_t>(toMs * 44.1); ++i) {
+            const std::size_t at = 44 + 2 * i;
+            if (at + 1 >= file->size())
+                break;
+            levels.insert(static_cast<int16_t>(static_cast<uint8_t>((*file)[at]) |
+                                               static_cast<uint8_t>((*file)[at + 1]) << 8));
+        }
+        return levels.size();
+    };
+    EXPECT_EQ(levelsIn(5, 45), 1u);
+    EXPECT_GE(levelsIn(60, 140), 2u);
+    EXPECT_EQ(levelsIn(160, 195), 1u);
+}
+
+TEST_F(RunCliTest, EachFailureHasItsExitStatusAndReason) {
+    // A breakpoint the program never reaches: the interrupt handler of a polling program.
+    CliResult never = RunCli({"run", apl, "--break", "irq", "--timeout", "50", "--unthrottled"});
+    EXPECT_EQ(never.status, 3) << never.out << never.err;
+    EXPECT_NE(never.err.find("time budget"), std::string::npos);
+    EXPECT_NE(never.out.find("stop: time budget spent"), std::string::npos);
+
+    // Options the run can't use.
+    EXPECT_EQ(RunCli({"run"}).status, 2);
+    EXPECT_EQ(RunCli({"run", apl, "--steps", "many"}).status, 2);
+    EXPECT_EQ(RunCli({"run", apl, "--press", "5"}).status, 2);
+    EXPECT_EQ(RunCli({"run", apl, "--dump", "00:FFFF:2"}).status, 2);
+    CliResult label = RunCli({"run", apl, "--break", "no_such_label"});
+    EXPECT_EQ(label.status, 1);
+    EXPECT_NE(label.err.find("no_such_label"), std::string::npos);
+    CliResult key = RunCli({"run", apl, "--press", "Z@0"});
+    EXPECT_EQ(key.status, 1);
+    EXPECT_NE(key.err.find("no key of the keypad"), std::string::npos);
+    EXPECT_EQ(RunCli({"run", apl, "--watch", "NoSuchWatch"}).status, 1);
+    EXPECT_EQ(RunCli({"run", work.Sub("nothing.apl")}).status, 1);
+
+    // A stale image: the question is printed, No debugs the old image.
+    const auto source = work.Native() / "app" / "main.asm";
+    std::filesystem::last_write_time(source, std::filesystem::last_write_time(source) +
+                                                 std::chrono::seconds(30));
+    CliResult stale = RunCli({"run", apl});
+    EXPECT_EQ(stale.status, 0) << stale.err;
+    EXPECT_NE(stale.out.find("Power On: ROM image is older than at least one of the source files."),
+              std::string::npos);
+    CliResult rebuild = RunCli({"run", apl, "--answer", "yes"});
+    EXPECT_EQ(rebuild.status, 1);
+    EXPECT_NE(rebuild.err.find("needs a build"), std::string::npos);
+
+    // No image at all.
+    ASSERT_TRUE(platform::DeleteFile(work.Sub("app\\app.rom")));
+    CliResult missing = RunCli({"run", apl});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.out.find("Power On: Cannot load ROM image."), std::string::npos);
+    EXPECT_NE(missing.err.find("power-on failed"), std::string::npos);
+}
+
+TEST(DemoCliTest, CreatesBuildsRunsAndRecordsTheKeypadsTone) {
+    if (!HaveTools())
+        GTEST_SKIP() << "ca65, ld65 or make is not installed; the demo can't build";
+    test::ShippedProgramCopy program;
+    platform::ScopedProgramFolder useProgram{program.folder.Path()};
+    CliResult demo = RunCli({"demo"});
+    ASSERT_EQ(demo.status, 0) << demo.out << demo.err;
+    EXPECT_NE(demo.out.find("Build completed."), std::string::npos);
+    EXPECT_NE(demo.out.find("stop: breakpoint at 00:"), std::string::npos);
+    EXPECT_NE(demo.out.find("stop: step over at"), std::string::npos);
+    EXPECT_NE(demo.out.find("stop: ran for 1000 ms"), std::string::npos);
+    std::smatch folder;
+    ASSERT_TRUE(
+        std::regex_search(demo.out, folder, std::regex("The demo appliance is in ([^;]+);")));
+    const std::filesystem::path wav = std::filesystem::path(folder[1].str()) / "demo.wav";
+    ASSERT_TRUE(std::filesystem::exists(wav));
+    EXPECT_GT(std::filesystem::file_size(wav), 44u + 2 * 40000);
+    std::filesystem::remove_all(folder[1].str());
+}
+
+} // namespace
+} // namespace bx
