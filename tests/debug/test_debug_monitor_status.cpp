@@ -46,11 +46,14 @@ public:
     DebugMonitor& dm() { return *monitor; }
 
     // The "Bank" watch of the SFR group: a hex byte at kBankRegister holding value.
-    void AddBankWatch(uint8_t value) {
+    void AddBankWatch(uint8_t value) { AddBankWatch(value, "HexByte"); }
+    // The same with another display: a word shows four digits ("$0012").
+    void AddBankWatch(uint16_t value, const std::string& display) {
         std::shared_ptr<Watch> bank = appliance.Watches().Add("Bank", "SFR");
         bank->Location = "00:" + Hex4(kBankRegister);
-        bank->SetDisplay("HexByte");
-        emulator().Poke(kBankRegister, {value});
+        bank->SetDisplay(display);
+        emulator().Poke(kBankRegister,
+                        {static_cast<uint8_t>(value & 0xFF), static_cast<uint8_t>(value >> 8)});
     }
     // The addresses the symbol library was asked about, in order.
     std::vector<std::string> FindSourceCalls() const {
@@ -206,16 +209,22 @@ TEST(DebugMonitorUpdateStatus, APCAtTheWindowsFirstByteWithoutBankWatchWarnsOnly
 
 TEST(DebugMonitorUpdateStatus, TheBankWatchsDigitsAreReadAsADecimalNumber) {
     struct Case {
-        uint8_t value;
+        const char* display;
+        uint16_t value;
         const char* text;
         int32_t bank;
     };
-    const Case cases[] = {{0x03, "$03", 3}, {0x10, "$10", 10}, {0x0A, "$0A", 0}};
+    // All the digits after the "$" count, also the four of a word.
+    const Case cases[] = {{"HexByte", 0x03, "$03", 3},
+                          {"HexByte", 0x10, "$10", 10},
+                          {"HexByte", 0x0A, "$0A", 0},
+                          {"HexWord", 0x0012, "$0012", 12},
+                          {"HexWord", 0x0100, "$0100", 100}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
         StatusRig rig;
         ASSERT_TRUE(rig.dm().GotoFileLine(0, 0, true, true, true));
-        rig.AddBankWatch(c.value);
+        rig.AddBankWatch(c.value, c.display);
         Watch copy;
         copy.FromString(rig.appliance.Watches().Item("Bank", "SFR")->AsString());
         ASSERT_EQ(copy.ValueString(rig.emulator()), c.text);
