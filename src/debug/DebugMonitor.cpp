@@ -82,6 +82,22 @@ const char* BoolText(bool value) {
     return value ? "True" : "False";
 }
 
+// The bank the "Bank" watch's text names: everything after its "$", read as a decimal number,
+// deliberately ("$10" is bank 10, "$0A" no number). All the digits count, four of them for a
+// word-sized watch; the disassembly's own fold reads only the first two.
+std::optional<int32_t> BankOfWatchText(const std::string& valueText) {
+    const std::string digits = valueText.size() > 1 ? valueText.substr(1) : std::string();
+    // The number reader's prefixed forms are no decimal number.
+    if (digits.empty() || digits[0] == '$' || digits[0] == '%')
+        return std::nullopt;
+    int32_t unusedBank = 0;
+    bool failed = false;
+    const int32_t bank = ParseNumber(digits, unusedBank, failed);
+    if (failed)
+        return std::nullopt;
+    return bank;
+}
+
 } // namespace
 
 DebugMonitor::DebugMonitor(DebugTargetFactory& targets, Prompter& prompter, StatusDisplay& status,
@@ -660,7 +676,7 @@ std::optional<int32_t> DebugMonitor::BankFromWatch() {
     // Reading a value may shift the stored mask (the binary form does): read a copy.
     Watch reader;
     reader.FromString(bankWatch->AsString());
-    return DisasmRows::BankOfWatchText(reader.ValueString(*emulator_)).value_or(0);
+    return BankOfWatchText(reader.ValueString(*emulator_)).value_or(0);
 }
 
 void DebugMonitor::UpdateStatus(bool updatePC, bool updateRegisters, bool updateWatches,
