@@ -772,9 +772,11 @@ int32_t DebugMonitor::FileOfView(int32_t index) const {
 }
 
 void DebugMonitor::SelectTabGuarded(int32_t tab) {
+    // Called inside TabClick too, whose own guard must outlast this selection.
+    const bool wasGuarded = tabGuard_;
     tabGuard_ = true;
     selectedTab_ = tab;
-    tabGuard_ = false;
+    tabGuard_ = wasGuarded;
 }
 
 void DebugMonitor::MakeCurrent(int32_t view) {
