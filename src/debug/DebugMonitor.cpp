@@ -396,6 +396,11 @@ bool DebugMonitor::LoadRom() {
     std::shared_ptr<BuildTarget> run = appliance_->RunTarget();
     const std::string path = run ? run->OutputPath : std::string();
     const bool highWindow = appliance_->BankStart == 0xC000 && appliance_->BankSize == 0x4000;
+    // Whatever happens below, the image read for the slices goes with this load.
+    struct DropImage {
+        std::optional<std::string>& image;
+        ~DropImage() { image.reset(); }
+    } dropImage{romImage_};
     if (!LoadRomFile(path, 0, 0, highWindow ? 0x4000 : 0x8000, kUnbankedLength))
         return false;
     Trace(452, "First bank of " + std::to_string(appliance_->BankCount) + " loaded");
@@ -418,7 +423,12 @@ bool DebugMonitor::LoadRomFile(const std::string& path, int32_t offset, int32_t 
             Trace(450, "ERROR: Load failed.");
             return false;
         }
-        std::optional<std::string> content = platform::ReadFile(path);
+        // The image is read once per power-on, not once per slice: a 1 MB image has 63.
+        if (!romImage_ || romImagePath_ != path) {
+            romImage_ = platform::ReadFile(path);
+            romImagePath_ = path;
+        }
+        const std::optional<std::string>& content = romImage_;
         if (!content)
             return false;
         // A file shorter than the slice leaves the slice's tail zero.

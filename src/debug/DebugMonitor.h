@@ -30,6 +30,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -237,6 +238,9 @@ private:
     bool tabGuard_ = false;
     bool disasmInFront_ = false;
     DisasmRows disasm_;
+    // The ROM image while LoadRom places its slices.
+    std::optional<std::string> romImage_;
+    std::string romImagePath_;
 };
 
 } // namespace bx
