@@ -95,10 +95,10 @@ TEST_F(RunCliTest, StopsAtALineStepsOverTheScanAndPrintsRegistersWatchesAndMemor
 
 TEST_F(RunCliTest, AHeldKeyMakesTheSpeakerSoundAndTheRecordingHoldsIt) {
     const std::string wav = work.Sub("tone.wav");
-    CliResult run = RunCli({"run", apl, "--run-for", "200", "--press", "5@50:100", "--wav",
+    CliResult run = RunCli({"run", apl, "--run-for", "300", "--press", "5@50:100", "--wav",
                             platform::ToNativePath(wav)});
     ASSERT_EQ(run.status, 0) << run.out << run.err;
-    EXPECT_NE(run.out.find("stop: ran for 200 ms"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("stop: ran for 300 ms"), std::string::npos) << run.out;
     const std::optional<std::string> file = platform::ReadFile(wav);
     ASSERT_TRUE(file);
     ASSERT_GT(file->size(), 44u + 2 * 8000);
@@ -117,8 +117,10 @@ TEST_F(RunCliTest, AHeldKeyMakesTheSpeakerSoundAndTheRecordingHoldsIt) {
         return levels.size();
     };
     EXPECT_EQ(levelsIn(5, 45), 1u);
-    EXPECT_GE(levelsIn(60, 140), 2u);
-    EXPECT_EQ(levelsIn(160, 195), 1u);
+    // The key is applied between slices of real time: a loaded machine may apply it late, so
+    // the windows keep well clear of the edges.
+    EXPECT_GE(levelsIn(80, 140), 2u);
+    EXPECT_EQ(levelsIn(230, 295), 1u);
 }
 
 TEST_F(RunCliTest, EachFailureHasItsExitStatusAndReason) {
