@@ -238,23 +238,36 @@ public:
             const uint64_t slice = std::min<uint64_t>(cycleBudget - spent, 1u << 30);
             Core c{*this};
             uint64_t executed = 0;
+            // One dispatch site: the opcode comes either from the fetch block or from the bus,
+            // and the switch is expanded once, so that the Core never leaves the machine
+            // registers (a second expansion would take its address and pin it to the stack).
             do {
+                uint8_t op;
                 if constexpr (FetchBlockBus<Bus>) {
                     const uint8_t* block = bus_.FetchBlock(c.r.PC);
                     if (block != nullptr) [[likely]] {
-                        c.ExecuteFetched(block[c.r.PC & 0x3F]);
-                        ++executed;
-                        continue;
+                        op = block[c.r.PC & 0x3F];
+                        ++c.cyc;
+                        ++c.r.PC;
+                    } else {
+                        if (bus_.ExecuteBreak(c.r.PC)) [[unlikely]] {
+                            stopRequested_ = true;
+                            UpdateAttention();
+                            break;
+                        }
+                        op = c.Fetch();
                     }
-                }
-                if constexpr (ExecuteCheckBus<Bus>) {
-                    if (bus_.ExecuteBreak(c.r.PC)) [[unlikely]] {
-                        stopRequested_ = true;
-                        UpdateAttention();
-                        break;
+                } else {
+                    if constexpr (ExecuteCheckBus<Bus>) {
+                        if (bus_.ExecuteBreak(c.r.PC)) [[unlikely]] {
+                            stopRequested_ = true;
+                            UpdateAttention();
+                            break;
+                        }
                     }
+                    op = c.Fetch();
                 }
-                c.Execute();
+                c.Dispatch(op);
                 ++executed;
             } while (c.cyc < slice && (attention_ == 0 || OnlyMaskedIrq(c.r.P)));
             c.Commit();
@@ -537,13 +550,6 @@ private:
         }
 
         void Execute() { Dispatch(Fetch()); }
-        // The opcode taken from host memory the bus handed out (FetchBlock): its cycle counts
-        // without a bus call.
-        BX_SIM_INLINE void ExecuteFetched(uint8_t op) {
-            ++cyc;
-            ++r.PC;
-            Dispatch(op);
-        }
         void Dispatch(uint8_t op);
     };
 
