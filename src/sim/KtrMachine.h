@@ -234,7 +234,13 @@ private:
     void ProcessEvents();
     void CheckKeyEdges();
     void UpdateIrq();
-    void Reschedule() { cpu_.RequestStop(); }
+    // After an SFR write: the CPU's budget ends at the event that was next before the write
+    // (before), so it needs cutting short only when an event now comes earlier. Restarting
+    // the watchdog or stopping the timer moves events later and lets the CPU run on.
+    void Reschedule(uint64_t before) {
+        if (NextEvent() < before)
+            cpu_.RequestStop();
+    }
 
     const KtrModel& model_;
     KtrPortIo* io_;
