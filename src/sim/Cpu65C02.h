@@ -240,17 +240,19 @@ public:
             uint64_t executed = 0;
             // One dispatch site: the opcode comes either from the fetch block or from the bus,
             // and the switch is expanded once, so that the Core never leaves the machine
-            // registers (a second expansion would take its address and pin it to the stack).
+            // registers (a second expansion would take its address and pin it to the stack). The
+            // bus is reached through the Core's copy of the reference: a byte store may alias the
+            // Cpu object, which would make the compiler reload bus_ after every write.
             do {
                 uint8_t op;
                 if constexpr (FetchBlockBus<Bus>) {
-                    const uint8_t* block = bus_.FetchBlock(c.r.PC);
+                    const uint8_t* block = c.bus.FetchBlock(c.r.PC);
                     if (block != nullptr) [[likely]] {
                         op = block[c.r.PC & 0x3F];
                         ++c.cyc;
                         ++c.r.PC;
                     } else {
-                        if (bus_.ExecuteBreak(c.r.PC)) [[unlikely]] {
+                        if (c.bus.ExecuteBreak(c.r.PC)) [[unlikely]] {
                             stopRequested_ = true;
                             UpdateAttention();
                             break;
@@ -259,7 +261,7 @@ public:
                     }
                 } else {
                     if constexpr (ExecuteCheckBus<Bus>) {
-                        if (bus_.ExecuteBreak(c.r.PC)) [[unlikely]] {
+                        if (c.bus.ExecuteBreak(c.r.PC)) [[unlikely]] {
                             stopRequested_ = true;
                             UpdateAttention();
                             break;
