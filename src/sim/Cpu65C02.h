@@ -247,6 +247,8 @@ public:
                 uint8_t op;
                 if constexpr (FetchBlockBus<Bus>) {
                     const uint8_t* block = c.bus.FetchBlock(c.r.PC);
+                    c.fetchBlock = block;
+                    c.fetchBase = static_cast<uint16_t>(c.r.PC & 0xFFC0);
                     if (block != nullptr) [[likely]] {
                         op = block[c.r.PC & 0x3F];
                         ++c.cyc;
@@ -291,6 +293,12 @@ private:
         CpuRegisters r;
         unsigned cyc = 0;
         const uint64_t base; // Cycles() when this Core began: cycle numbers for a TimedBus
+        // The fetch block of the running instruction's opcode (FetchBlock) and its address, or
+        // null: operand bytes in the same block are taken from there without a bus call. The
+        // block is side-effect free plain memory, and an instruction fetches all its operand
+        // bytes before its first write, so no write of its own can remap the block under it.
+        const uint8_t* fetchBlock = nullptr;
+        uint16_t fetchBase = 0;
 
         explicit Core(Cpu65C02& owner)
             : cpu(owner), bus(owner.bus_), r(owner.regs_), base(owner.cycles_) {}
@@ -324,7 +332,15 @@ private:
                 bus.DummyRead(a);
             }
         }
-        BX_SIM_INLINE uint8_t Fetch() { return Read(r.PC++); }
+        BX_SIM_INLINE uint8_t Fetch() {
+            if constexpr (FetchBlockBus<Bus>) {
+                if (fetchBlock != nullptr && (r.PC & 0xFFC0) == fetchBase) [[likely]] {
+                    ++cyc;
+                    return fetchBlock[r.PC++ & 0x3F];
+                }
+            }
+            return Read(r.PC++);
+        }
         BX_SIM_INLINE uint16_t Fetch16() {
             uint8_t lo = Fetch();
             uint8_t hi = Fetch();
