@@ -83,10 +83,11 @@ concept ExecuteCheckBus = requires(B& b, uint16_t pc) {
     { b.ExecuteBreak(pc) } -> std::convertible_to<bool>;
 };
 //   - an ExecuteCheckBus may also offer FetchBlock(pc): a host pointer p such that the opcode
-//     at pc is p[pc & 63], or null. Run() then takes each opcode from there without a bus call
-//     (its cycle still counts) and asks ExecuteBreak only where the pointer is null, so one
-//     table lookup serves both the breakpoint check and the fetch. The bus hands out a
-//     pointer only where an opcode fetch has no side effect and no breakpoint.
+//     at pc is p[pc & 63], or null. Run() then takes each opcode, and the operand bytes in the
+//     same 64-byte block, from there without a bus call (their cycles still count) and asks
+//     ExecuteBreak only where the pointer is null, so one table lookup serves both the
+//     breakpoint check and the fetch. The bus hands out a pointer only where a read has no
+//     side effect and no breakpoint (execute or read).
 template <class B>
 concept FetchBlockBus = ExecuteCheckBus<B> && requires(B& b, uint16_t pc) {
     { b.FetchBlock(pc) } -> std::convertible_to<const uint8_t*>;
