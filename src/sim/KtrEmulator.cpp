@@ -47,7 +47,7 @@ public:
     SimHub* Hub() const { return hub_.get(); }
 
     // KtrPortIo (the machine's thread)
-    void DriveDigital(int port, uint8_t level, uint8_t driven, double) override {
+    void DriveDigital(int port, uint8_t level, uint8_t driven) override {
         // A program stores its port latches far more often than it changes them (a keypad
         // scan, a watchdog loop): an unchanged drive would find nothing to do in the hub, so it
         // doesn't go there, and the hub's lock stays untouched.

@@ -305,7 +305,7 @@ uint8_t KtrMachine::PortRead(int port) {
 
 void KtrMachine::DrivePort(int port) {
     if (io_ != nullptr)
-        io_->DriveDigital(port, latch_[port], dir_[port], Seconds());
+        io_->DriveDigital(port, latch_[port], dir_[port]);
 }
 
 uint32_t KtrMachine::TimerPrescale() const {
@@ -434,7 +434,7 @@ void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
         else
             dir_[port] = v;
         if (io_ != nullptr)
-            io_->DriveDigital(port, latch_[port], dir_[port], SecondsAt(cycle));
+            io_->DriveDigital(port, latch_[port], dir_[port]);
         // A device may answer at once (a keypad column follows its row).
         CheckKeyEdges();
         UpdateIrq();

@@ -97,8 +97,10 @@ inline constexpr int32_t kSubClockHz = 32'768;
 class KtrPortIo {
 public:
     virtual ~KtrPortIo() = default;
-    // Port 0-2 drives level on the bits of driven (the output pins); the rest float.
-    virtual void DriveDigital(int port, uint8_t level, uint8_t driven, double seconds) = 0;
+    // Port 0-2 drives level on the bits of driven (the output pins); the rest float. No time
+    // stamp: the hub's digital wires carry levels only, and working one out on every port
+    // write (a keypad scan makes many) would cost for nothing.
+    virtual void DriveDigital(int port, uint8_t level, uint8_t driven) = 0;
     virtual void DriveAnalog(uint8_t level, double seconds) = 0;
     // Simulated time has reached seconds (devices that sample, the speaker, catch up).
     virtual void AdvanceTime(double seconds) = 0;
