@@ -302,12 +302,16 @@ void SimKeypad::OnDigitalInput(int32_t pin, uint32_t level, uint32_t driven) {
     if (pin != kRow)
         return;
     // The rows change on every step of a keypad scan: the new rows and the columns they give
-    // are worked out under one hold of the state lock.
+    // are worked out under one hold of the state lock, and columns that stay as they are
+    // (always, while no key is held) are not driven again: the hub holds them already.
     uint8_t low;
     {
         std::lock_guard lock(state_);
+        const uint8_t before = columnsLow_;
         rowsLow_ = static_cast<uint8_t>(driven & ~level);
         low = ColumnsLowLocked();
+        if (low == before)
+            return;
     }
     Drive(kColumn, static_cast<uint8_t>(~low), low);
 }
