@@ -18,8 +18,9 @@
 // Time: everything is counted in CPU cycles of the main clock. Events (timer underflow, time
 // base tick, watchdog timeout) are kept as the cycle at which they happen; RunFor hands the CPU a
 // budget up to the next event, so the CPU stops at the first instruction boundary at or after
-// it and the interrupt is taken exactly there. SFR writes that move an event make the CPU
-// return early (RequestStop) so that the budget is recomputed.
+// it and the interrupt is taken exactly there. SFR writes that bring an event forward make the
+// CPU return early (RequestStop) so that the budget is recomputed; one that moves events later
+// (a watchdog restart) lets it run on to the budget's end, where nothing is due yet.
 //
 // Ports: the machine drives its outputs and reads its input pins through KtrPortIo (the
 // emulator's hub connection); without one the pins read high.
