@@ -226,13 +226,18 @@ std::vector<uint8_t> BuildStarterProgram(std::string& why) {
         why = "ca65/ld65 (cc65) are not installed: the starter program can't be built";
         return {};
     }
-    char pattern[] = "/tmp/bx-bench-XXXXXX";
-    if (mkdtemp(pattern) == nullptr) {
+    std::string pattern = (std::filesystem::temp_directory_path() / "bx-bench-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) {
         why = "no temporary folder for the starter program";
         return {};
     }
     const std::filesystem::path dir = pattern;
-    const auto quote = [](const std::filesystem::path& p) { return "'" + p.string() + "'"; };
+    const auto quote = [](const std::filesystem::path& p) {
+        std::string quoted = "'";
+        quoted += p.string();
+        quoted += '\'';
+        return quoted;
+    };
     const std::string assemble = "ca65 --cpu 65C02 -g -I " + quote(include) + " -o " +
                                  quote(dir / "main.o") + " " + quote(include / "main.asm") + " > " +
                                  quote(dir / "log") + " 2>&1";
