@@ -83,10 +83,11 @@ concept ExecuteCheckBus = requires(B& b, uint16_t pc) {
     { b.ExecuteBreak(pc) } -> std::convertible_to<bool>;
 };
 //   - an ExecuteCheckBus may also offer FetchBlock(pc): a host pointer p such that the opcode
-//     at pc is p[pc & 63], or null. Run() then takes each opcode from there without a bus call
-//     (its cycle still counts) and asks ExecuteBreak only where the pointer is null, so one
-//     table lookup serves both the breakpoint check and the fetch. The bus hands out a
-//     pointer only where an opcode fetch has no side effect and no breakpoint.
+//     at pc is p[pc & 63], or null. Run() then takes each opcode, and the operand bytes in the
+//     same 64-byte block, from there without a bus call (their cycles still count) and asks
+//     ExecuteBreak only where the pointer is null, so one table lookup serves both the
+//     breakpoint check and the fetch. The bus hands out a pointer only where a read has no
+//     side effect and no breakpoint (execute or read).
 template <class B>
 concept FetchBlockBus = ExecuteCheckBus<B> && requires(B& b, uint16_t pc) {
     { b.FetchBlock(pc) } -> std::convertible_to<const uint8_t*>;
@@ -238,23 +239,40 @@ public:
             const uint64_t slice = std::min<uint64_t>(cycleBudget - spent, 1u << 30);
             Core c{*this};
             uint64_t executed = 0;
+            // One dispatch site: the opcode comes either from the fetch block or from the bus,
+            // and the switch is expanded once, so that the Core never leaves the machine
+            // registers (a second expansion would take its address and pin it to the stack). The
+            // bus is reached through the Core's copy of the reference: a byte store may alias the
+            // Cpu object, which would make the compiler reload bus_ after every write.
             do {
+                uint8_t op;
                 if constexpr (FetchBlockBus<Bus>) {
-                    const uint8_t* block = bus_.FetchBlock(c.r.PC);
+                    const uint8_t* block = c.bus.FetchBlock(c.r.PC);
+                    c.fetchBlock = block;
+                    c.fetchBase = static_cast<uint16_t>(c.r.PC & 0xFFC0);
                     if (block != nullptr) [[likely]] {
-                        c.ExecuteFetched(block[c.r.PC & 0x3F]);
-                        ++executed;
-                        continue;
+                        op = block[c.r.PC & 0x3F];
+                        ++c.cyc;
+                        ++c.r.PC;
+                    } else {
+                        if (c.bus.ExecuteBreak(c.r.PC)) [[unlikely]] {
+                            stopRequested_ = true;
+                            UpdateAttention();
+                            break;
+                        }
+                        op = c.Fetch();
                     }
-                }
-                if constexpr (ExecuteCheckBus<Bus>) {
-                    if (bus_.ExecuteBreak(c.r.PC)) [[unlikely]] {
-                        stopRequested_ = true;
-                        UpdateAttention();
-                        break;
+                } else {
+                    if constexpr (ExecuteCheckBus<Bus>) {
+                        if (c.bus.ExecuteBreak(c.r.PC)) [[unlikely]] {
+                            stopRequested_ = true;
+                            UpdateAttention();
+                            break;
+                        }
                     }
+                    op = c.Fetch();
                 }
-                c.Execute();
+                c.Dispatch(op);
                 ++executed;
             } while (c.cyc < slice && (attention_ == 0 || OnlyMaskedIrq(c.r.P)));
             c.Commit();
@@ -276,6 +294,12 @@ private:
         CpuRegisters r;
         unsigned cyc = 0;
         const uint64_t base; // Cycles() when this Core began: cycle numbers for a TimedBus
+        // The fetch block of the running instruction's opcode (FetchBlock) and its address, or
+        // null: operand bytes in the same block are taken from there without a bus call. The
+        // block is side-effect free plain memory, and an instruction fetches all its operand
+        // bytes before its first write, so no write of its own can remap the block under it.
+        const uint8_t* fetchBlock = nullptr;
+        uint16_t fetchBase = 0;
 
         explicit Core(Cpu65C02& owner)
             : cpu(owner), bus(owner.bus_), r(owner.regs_), base(owner.cycles_) {}
@@ -309,7 +333,15 @@ private:
                 bus.DummyRead(a);
             }
         }
-        BX_SIM_INLINE uint8_t Fetch() { return Read(r.PC++); }
+        BX_SIM_INLINE uint8_t Fetch() {
+            if constexpr (FetchBlockBus<Bus>) {
+                if (fetchBlock != nullptr && (r.PC & 0xFFC0) == fetchBase) [[likely]] {
+                    ++cyc;
+                    return fetchBlock[r.PC++ & 0x3F];
+                }
+            }
+            return Read(r.PC++);
+        }
         BX_SIM_INLINE uint16_t Fetch16() {
             uint8_t lo = Fetch();
             uint8_t hi = Fetch();
@@ -537,13 +569,6 @@ private:
         }
 
         void Execute() { Dispatch(Fetch()); }
-        // The opcode taken from host memory the bus handed out (FetchBlock): its cycle counts
-        // without a bus call.
-        BX_SIM_INLINE void ExecuteFetched(uint8_t op) {
-            ++cyc;
-            ++r.PC;
-            Dispatch(op);
-        }
         void Dispatch(uint8_t op);
     };
 

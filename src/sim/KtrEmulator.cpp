@@ -37,6 +37,7 @@ public:
                           "The device id " + std::to_string(id) + " is taken on this hub");
         hub_ = std::move(hub);
         id_ = id;
+        sent_.fill(kNothingSent);
     }
     void Detach() {
         if (hub_)
@@ -46,9 +47,15 @@ public:
     SimHub* Hub() const { return hub_.get(); }
 
     // KtrPortIo (the machine's thread)
-    void DriveDigital(int port, uint8_t level, uint8_t driven, double) override {
-        if (hub_)
-            hub_->DriveDigital(id_, port, level, driven);
+    void DriveDigital(int port, uint8_t level, uint8_t driven) override {
+        // A program stores its port latches far more often than it changes them (a keypad
+        // scan, a watchdog loop): an unchanged drive would find nothing to do in the hub, so it
+        // doesn't go there, and the hub's lock stays untouched.
+        const uint32_t drive = static_cast<uint32_t>(level << 8 | driven);
+        if (!hub_ || sent_[port] == drive)
+            return;
+        sent_[port] = drive;
+        hub_->DriveDigital(id_, port, level, driven);
     }
     void DriveAnalog(uint8_t level, double seconds) override {
         if (hub_)
@@ -72,8 +79,11 @@ public:
     }
 
 private:
+    static constexpr uint32_t kNothingSent = 0x10000;
     std::shared_ptr<SimHub> hub_;
     int32_t id_ = 0;
+    // What each port last drove into this hub (the machine's thread only).
+    std::array<uint32_t, 3> sent_{kNothingSent, kNothingSent, kNothingSent};
     std::array<std::atomic<uint8_t>, 3> inputs_{0xFF, 0xFF, 0xFF};
 };
 

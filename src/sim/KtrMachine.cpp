@@ -128,6 +128,12 @@ void KtrMachine::Hit(StopCause cause) {
 }
 
 uint8_t KtrMachine::SlowRead(uint16_t a, uint64_t cycle) {
+    if ((a & ~kBlockMask) == sfr::kBase) {
+        // The SFR block, the same in every model and bank: the most frequent slow access.
+        if (flags_[static_cast<std::size_t>(sfrOff_ + (a & kBlockMask))] & kBreakRead)
+            Hit(StopCause::Read);
+        return SfrRead(a, cycle, true);
+    }
     const int64_t off = LocateCpu(a);
     if (off < 0)
         return 0xFF;
@@ -139,6 +145,12 @@ uint8_t KtrMachine::SlowRead(uint16_t a, uint64_t cycle) {
 }
 
 void KtrMachine::SlowWrite(uint16_t a, uint8_t v, uint64_t cycle) {
+    if ((a & ~kBlockMask) == sfr::kBase) {
+        if (flags_[static_cast<std::size_t>(sfrOff_ + (a & kBlockMask))] & kBreakWrite)
+            Hit(StopCause::Write);
+        SfrWrite(a, v, cycle);
+        return;
+    }
     const int64_t off = LocateCpu(a);
     if (off < 0)
         return;
@@ -293,7 +305,7 @@ uint8_t KtrMachine::PortRead(int port) {
 
 void KtrMachine::DrivePort(int port) {
     if (io_ != nullptr)
-        io_->DriveDigital(port, latch_[port], dir_[port], Seconds());
+        io_->DriveDigital(port, latch_[port], dir_[port]);
 }
 
 uint32_t KtrMachine::TimerPrescale() const {
@@ -393,6 +405,7 @@ uint8_t KtrMachine::SfrRead(uint16_t a, uint64_t cycle, bool sideEffects) {
 }
 
 void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
+    const uint64_t nextEvent = NextEvent();
     switch (a) {
     case sfr::kBank:
         if (v != bank_) {
@@ -401,9 +414,13 @@ void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
         }
         break;
     case sfr::kDac:
-        dac_ = v;
-        if (io_ != nullptr)
-            io_->DriveAnalog(v, SecondsAt(cycle));
+        // Storing the level the DAC already has changes nothing on the wire: a listener
+        // (the speaker) holds the level until the next change or the next AdvanceTime.
+        if (v != dac_) {
+            dac_ = v;
+            if (io_ != nullptr)
+                io_->DriveAnalog(v, SecondsAt(cycle));
+        }
         break;
     case sfr::kP0:
     case sfr::kP1:
@@ -417,7 +434,7 @@ void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
         else
             dir_[port] = v;
         if (io_ != nullptr)
-            io_->DriveDigital(port, latch_[port], dir_[port], SecondsAt(cycle));
+            io_->DriveDigital(port, latch_[port], dir_[port]);
         // A device may answer at once (a keypad column follows its row).
         CheckKeyEdges();
         UpdateIrq();
@@ -441,7 +458,7 @@ void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
             frozenCount_ = count;
             timerEvent_ = UINT64_MAX;
         }
-        Reschedule();
+        Reschedule(nextEvent);
         break;
     }
     case sfr::kTrldL:
@@ -480,7 +497,7 @@ void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
             tbctl_ = static_cast<uint8_t>(v & 3);
             tbEvent_ = UINT64_MAX;
         }
-        Reschedule();
+        Reschedule(nextEvent);
         break;
     case sfr::kWdtctl:
         wdtctl_ = static_cast<uint8_t>(v & 3);
@@ -490,7 +507,7 @@ void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
             break;
         if (optWdt_)
             wdtEvent_ = cycle + 1 + (uint64_t{1} << (14 + 2 * (wdtctl_ & 3)));
-        Reschedule();
+        Reschedule(nextEvent);
         break;
     case sfr::kSysStat:
         sysStat_ = static_cast<uint8_t>(sysStat_ & ~(v & sfr::kStatWatchdogReset));

@@ -18,8 +18,9 @@
 // Time: everything is counted in CPU cycles of the main clock. Events (timer underflow, time
 // base tick, watchdog timeout) are kept as the cycle at which they happen; RunFor hands the CPU a
 // budget up to the next event, so the CPU stops at the first instruction boundary at or after
-// it and the interrupt is taken exactly there. SFR writes that move an event make the CPU
-// return early (RequestStop) so that the budget is recomputed.
+// it and the interrupt is taken exactly there. SFR writes that bring an event forward make the
+// CPU return early (RequestStop) so that the budget is recomputed; one that moves events later
+// (a watchdog restart) lets it run on to the budget's end, where nothing is due yet.
 //
 // Ports: the machine drives its outputs and reads its input pins through KtrPortIo (the
 // emulator's hub connection); without one the pins read high.
@@ -97,8 +98,10 @@ inline constexpr int32_t kSubClockHz = 32'768;
 class KtrPortIo {
 public:
     virtual ~KtrPortIo() = default;
-    // Port 0-2 drives level on the bits of driven (the output pins); the rest float.
-    virtual void DriveDigital(int port, uint8_t level, uint8_t driven, double seconds) = 0;
+    // Port 0-2 drives level on the bits of driven (the output pins); the rest float. No time
+    // stamp: the hub's digital wires carry levels only, and working one out on every port
+    // write (a keypad scan makes many) would cost for nothing.
+    virtual void DriveDigital(int port, uint8_t level, uint8_t driven) = 0;
     virtual void DriveAnalog(uint8_t level, double seconds) = 0;
     // Simulated time has reached seconds (devices that sample, the speaker, catch up).
     virtual void AdvanceTime(double seconds) = 0;
@@ -234,7 +237,13 @@ private:
     void ProcessEvents();
     void CheckKeyEdges();
     void UpdateIrq();
-    void Reschedule() { cpu_.RequestStop(); }
+    // After an SFR write: the CPU's budget ends at the event that was next before the write
+    // (before), so it needs cutting short only when an event now comes earlier. Restarting
+    // the watchdog or stopping the timer moves events later and lets the CPU run on.
+    void Reschedule(uint64_t before) {
+        if (NextEvent() < before)
+            cpu_.RequestStop();
+    }
 
     const KtrModel& model_;
     KtrPortIo* io_;

@@ -274,10 +274,9 @@ PinKind SimKeypad::PinsetKind(int32_t pin) const {
     return pin == kRow || pin == kColumn ? PinKind::Digital : PinKind::None;
 }
 
-void SimKeypad::Update() {
+uint8_t SimKeypad::ColumnsLowLocked() {
     uint8_t low = 0;
-    {
-        std::lock_guard lock(state_);
+    if (held_ != 0) {
         for (int r = 0; r < rows_; ++r) {
             if (!(rowsLow_ & (1u << r)))
                 continue;
@@ -285,7 +284,16 @@ void SimKeypad::Update() {
                 if (held_ & (uint64_t{1} << (r * 8 + c)))
                     low = static_cast<uint8_t>(low | (1u << c));
         }
-        columnsLow_ = low;
+    }
+    columnsLow_ = low;
+    return low;
+}
+
+void SimKeypad::Update() {
+    uint8_t low;
+    {
+        std::lock_guard lock(state_);
+        low = ColumnsLowLocked();
     }
     Drive(kColumn, static_cast<uint8_t>(~low), low);
 }
@@ -293,11 +301,19 @@ void SimKeypad::Update() {
 void SimKeypad::OnDigitalInput(int32_t pin, uint32_t level, uint32_t driven) {
     if (pin != kRow)
         return;
+    // The rows change on every step of a keypad scan: the new rows and the columns they give
+    // are worked out under one hold of the state lock, and columns that stay as they are
+    // (always, while no key is held) are not driven again: the hub holds them already.
+    uint8_t low;
     {
         std::lock_guard lock(state_);
+        const uint8_t before = columnsLow_;
         rowsLow_ = static_cast<uint8_t>(driven & ~level);
+        low = ColumnsLowLocked();
+        if (low == before)
+            return;
     }
-    Update();
+    Drive(kColumn, static_cast<uint8_t>(~low), low);
 }
 
 void SimKeypad::PressKey(int row, int column) {

@@ -154,6 +154,9 @@ public:
 private:
     // Recomputes the columns from the rows and the held keys and drives them.
     void Update();
+    // The columns pulled low by the held keys of the rows driven low; records them. The
+    // caller holds state_.
+    uint8_t ColumnsLowLocked();
 
     mutable std::mutex state_;
     int rows_ = 4, columns_ = 4;

@@ -2,6 +2,9 @@
 
 #include "foundation/Error.h"
 
+#include <algorithm>
+#include <bit>
+
 namespace bx::sim {
 
 namespace {
@@ -32,6 +35,19 @@ uint32_t MapBits(uint32_t value, uint32_t fromMask, uint32_t toMask) {
         toMask &= toMask - 1;
     }
     return out;
+}
+
+SimHub::BitRoute::BitRoute(uint32_t from, uint32_t to) : From(from), To(to) {
+    const auto isRun = [](uint32_t m) {
+        return m != 0 && (((m >> std::countr_zero(m)) + 1) & (m >> std::countr_zero(m))) == 0;
+    };
+    if (!isRun(from) || !isRun(to))
+        return;
+    const int width = std::min(std::popcount(from), std::popcount(to));
+    FromShift = static_cast<uint8_t>(std::countr_zero(from));
+    ToShift = static_cast<uint8_t>(std::countr_zero(to));
+    Run = width >= 32 ? 0xFFFFFFFFu : (1u << width) - 1;
+    Runs = true;
 }
 
 SimHub::SimHub() : handle_(NextHandle()) {}
@@ -84,8 +100,8 @@ bool SimHub::ConnectDigital(int32_t sourceDevice, int32_t sourcePin, int32_t sou
         !HasPinset(targetDevice, targetPin, PinKind::Digital))
         return false;
     const PinRef a{sourceDevice, sourcePin}, b{targetDevice, targetPin};
-    digital_.push_back(
-        {a, b, static_cast<uint32_t>(sourceMask), static_cast<uint32_t>(targetMask)});
+    const auto maskA = static_cast<uint32_t>(sourceMask), maskB = static_cast<uint32_t>(targetMask);
+    digital_.push_back({a, b, maskA, maskB, BitRoute(maskA, maskB), BitRoute(maskB, maskA)});
     // Levels already driven reach the new ends at once.
     Deliver(a);
     Deliver(b);
@@ -129,23 +145,21 @@ void SimHub::Deliver(const PinRef& to) {
     uint32_t level = 0xFFFFFFFFu, driven = 0;
     for (const DigitalWire& w : digital_) {
         const PinRef* other = nullptr;
-        uint32_t mine = 0, theirs = 0;
+        const BitRoute* route = nullptr; // from the other end onto this one
         if (w.A == to && !(w.B == to)) {
             other = &w.B;
-            mine = w.MaskA;
-            theirs = w.MaskB;
+            route = &w.BToA;
         } else if (w.B == to && !(w.A == to)) {
             other = &w.A;
-            mine = w.MaskB;
-            theirs = w.MaskA;
+            route = &w.AToB;
         } else {
             continue;
         }
         auto out = outputs_.find(*other);
         if (out == outputs_.end())
             continue;
-        const uint32_t drivenHere = MapBits(out->second.Driven, theirs, mine);
-        const uint32_t lowHere = MapBits(out->second.Driven & ~out->second.Level, theirs, mine);
+        const uint32_t drivenHere = route->Map(out->second.Driven);
+        const uint32_t lowHere = route->Map(out->second.Driven & ~out->second.Level);
         driven |= drivenHere;
         level &= ~lowHere;
     }
@@ -158,6 +172,9 @@ void SimHub::DriveDigital(int32_t id, int32_t pin, uint32_t level, uint32_t driv
     Output& out = outputs_[from];
     if (out.Level == level && out.Driven == driven)
         return;
+    // The lines whose level, as the other ends see it, has changed: driven lines whose level
+    // moved and lines that started or stopped being driven (a line nobody drives reads 1).
+    const uint32_t changed = ((out.Level ^ level) & out.Driven & driven) | (out.Driven ^ driven);
     out.Level = level;
     out.Driven = driven;
     // A member answering a change may drive again; a loop of members answering each other
@@ -165,11 +182,16 @@ void SimHub::DriveDigital(int32_t id, int32_t pin, uint32_t level, uint32_t driv
     if (depth_ > 8)
         return;
     ++depth_;
+    // A wire none of whose lines changed has nothing new for its other end (a keypad scan
+    // moves the row lines of its port, never the column lines of the same port).
     for (const DigitalWire& w : digital_) {
-        if (w.A == from)
-            Deliver(w.B);
-        else if (w.B == from)
-            Deliver(w.A);
+        if (w.A == from) {
+            if (changed & w.MaskA)
+                Deliver(w.B);
+        } else if (w.B == from) {
+            if (changed & w.MaskB)
+                Deliver(w.A);
+        }
     }
     --depth_;
 }

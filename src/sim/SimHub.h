@@ -34,6 +34,9 @@ namespace bx::sim {
 
 enum class PinKind { None, Digital, Analog };
 
+// Maps the bits of value under fromMask onto toMask, lowest set bit to lowest set bit.
+uint32_t MapBits(uint32_t value, uint32_t fromMask, uint32_t toMask);
+
 // A map for the hub's handful of members and pins: a vector searched from the front, which
 // beats a tree on every port write the hub carries.
 template <class K, class V>
@@ -125,9 +128,24 @@ private:
         int32_t Pin;
         auto operator<=>(const PinRef&) const = default;
     };
+    // MapBits from one mask onto another, worked out when the wire is made: a shift and a
+    // mask when both masks are one run of bits (every wiring of the shipped templates), else
+    // the bit-by-bit pairing. Every port write the hub carries goes through two of these.
+    struct BitRoute {
+        uint32_t From = 0, To = 0;
+        uint32_t Run = 0; // the low bits that survive, for a run-to-run route
+        uint8_t FromShift = 0, ToShift = 0;
+        bool Runs = false;
+        BitRoute() = default;
+        BitRoute(uint32_t from, uint32_t to);
+        uint32_t Map(uint32_t value) const {
+            return Runs ? ((value >> FromShift) & Run) << ToShift : MapBits(value, From, To);
+        }
+    };
     struct DigitalWire {
         PinRef A, B;
         uint32_t MaskA, MaskB;
+        BitRoute AToB, BToA;
     };
     struct Output {
         uint32_t Level = 0xFFFFFFFFu;
@@ -150,8 +168,5 @@ private:
     double seconds_ = 0;
     int depth_ = 0;
 };
-
-// Maps the bits of value under fromMask onto toMask, lowest set bit to lowest set bit.
-uint32_t MapBits(uint32_t value, uint32_t fromMask, uint32_t toMask);
 
 } // namespace bx::sim

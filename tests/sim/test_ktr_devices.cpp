@@ -22,6 +22,87 @@ TEST(SimHub, BitsAreRoutedLowestSetBitToLowestSetBit) {
     EXPECT_EQ(MapBits(0xFF, 0x0F, 0x03), 0x03u) << "the shorter mask ends the pairing";
 }
 
+// A member with digital pin sets 0 and 1 that records what it sees and can drive.
+class RecordingMember : public HubMember {
+public:
+    RecordingMember(std::shared_ptr<SimHub> hub, int32_t id) : hub_(std::move(hub)), id_(id) {
+        hub_->Join(id_, this);
+    }
+    ~RecordingMember() override { hub_->Leave(id_, this); }
+    PinKind PinsetKind(int32_t pin) const override {
+        return pin == 0 || pin == 1 ? PinKind::Digital : PinKind::None;
+    }
+    void OnDigitalInput(int32_t pin, uint32_t level, uint32_t driven) override {
+        Level[pin] = level;
+        Driven[pin] = driven;
+        ++Deliveries[pin];
+    }
+    void Drive(int32_t pin, uint32_t level, uint32_t driven) {
+        hub_->DriveDigital(id_, pin, level, driven);
+    }
+    uint32_t Level[2] = {0xFFFFFFFFu, 0xFFFFFFFFu}, Driven[2] = {0, 0};
+    int Deliveries[2] = {0, 0};
+
+private:
+    std::shared_ptr<SimHub> hub_;
+    int32_t id_;
+};
+
+TEST(SimHub, WiresOfEveryMaskShapeCarryTheLevelsBitForBit) {
+    struct Case {
+        uint32_t From, To;
+    };
+    const Case cases[] = {
+        {0x000000FF, 0x000000FF}, // a whole port onto a whole pin set
+        {0x000000F0, 0x0000000F}, // a nibble moved down
+        {0x000000F0, 0x00000003}, // the shorter run ends the pairing
+        {0x00000006, 0x00000011}, // bits that are no run
+        {0xFFFFFFFF, 0xFFFFFFFF}, // all 32 lines
+    };
+    const uint32_t drives[][2] = {// level, driven
+                                  {0x00000000, 0xFFFFFFFF},
+                                  {0xA5A5A5A5, 0xFFFFFFFF},
+                                  {0x0000005A, 0x000000F0},
+                                  {0xFFFFFFFF, 0x0000000F},
+                                  {0x12345678, 0x0F0F0F0F}};
+    for (const Case& c : cases) {
+        auto hub = SimHub::Create();
+        RecordingMember source(hub, 1), target(hub, 2);
+        ASSERT_TRUE(hub->ConnectDigital(1, 0, static_cast<int32_t>(c.From), 2, 0,
+                                        static_cast<int32_t>(c.To)));
+        for (const auto& d : drives) {
+            source.Drive(0, d[0], d[1]);
+            EXPECT_EQ(target.Driven[0], MapBits(d[1], c.From, c.To))
+                << std::hex << c.From << " -> " << c.To << " driving " << d[1];
+            EXPECT_EQ(target.Level[0], ~MapBits(d[1] & ~d[0], c.From, c.To))
+                << std::hex << c.From << " -> " << c.To << " level " << d[0];
+        }
+    }
+}
+
+TEST(SimHub, AWriteReachesOnlyTheEndsOfTheLinesItChanged) {
+    // One port split into two wires, as a keypad's rows and columns share port P2.
+    auto hub = SimHub::Create();
+    RecordingMember port(hub, 1), rows(hub, 2), columns(hub, 3);
+    ASSERT_TRUE(hub->ConnectDigital(1, 0, 0xF0, 2, 0, 0x0F));
+    ASSERT_TRUE(hub->ConnectDigital(3, 0, 0x0F, 1, 0, 0x0F));
+    port.Drive(0, 0xE0, 0xF0);
+    const int rowCalls = rows.Deliveries[0], columnCalls = columns.Deliveries[0];
+    EXPECT_EQ(rows.Level[0], 0xFFFFFFFEu);
+    for (uint32_t level : {0xD0u, 0xB0u, 0x70u, 0xF0u})
+        port.Drive(0, level, 0xF0);
+    EXPECT_EQ(rows.Deliveries[0], rowCalls + 4);
+    EXPECT_EQ(rows.Level[0], 0xFFFFFFFFu);
+    EXPECT_EQ(columns.Deliveries[0], columnCalls) << "the column lines never changed";
+    port.Drive(0, 0xF0, 0xF1); // the port starts driving a column line
+    EXPECT_EQ(columns.Deliveries[0], columnCalls + 1);
+    EXPECT_EQ(columns.Driven[0], 0x1u);
+    EXPECT_EQ(columns.Level[0], 0xFFFFFFFEu);
+    port.Drive(0, 0xF1, 0xF1); // and drives it high
+    EXPECT_EQ(columns.Level[0], 0xFFFFFFFFu);
+    EXPECT_EQ(columns.Driven[0], 0x1u);
+}
+
 TEST(SimHub, HandlesAreFoundWhileTheHubLivesAndParametersAreChecked) {
     int32_t handle;
     {
