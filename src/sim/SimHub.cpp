@@ -73,14 +73,28 @@ SimHub::~SimHub() {
 bool SimHub::Join(int32_t id, HubMember* member) {
     std::lock_guard lock(mutex_);
     auto [it, inserted] = members_.emplace(id, member);
-    return inserted || it->second == member;
+    if (!inserted)
+        return it->second == member;
+    UpdateNeeded();
+    return true;
 }
 
 void SimHub::Leave(int32_t id, HubMember* member) {
     std::lock_guard lock(mutex_);
     auto it = members_.find(id);
-    if (it != members_.end() && it->second == member)
-        members_.erase(it);
+    if (it == members_.end() || it->second != member)
+        return;
+    members_.erase(it);
+    // Whatever the member said about listening and driving goes with it: the hub never
+    // touches its lazy drives again, and a member joining under the id starts afresh.
+    std::erase_if(deaf_, [id](const PinRef& ref) { return ref.Id == id; });
+    for (auto lazy = lazy_.begin(); lazy != lazy_.end();) {
+        if (lazy->first.Id == id)
+            lazy_.erase(lazy);
+        else
+            ++lazy;
+    }
+    UpdateNeeded();
 }
 
 HubMember* SimHub::MemberLocked(int32_t id) const {
@@ -102,9 +116,12 @@ bool SimHub::ConnectDigital(int32_t sourceDevice, int32_t sourcePin, int32_t sou
     const PinRef a{sourceDevice, sourcePin}, b{targetDevice, targetPin};
     const auto maskA = static_cast<uint32_t>(sourceMask), maskB = static_cast<uint32_t>(targetMask);
     digital_.push_back({a, b, maskA, maskB, BitRoute(maskA, maskB), BitRoute(maskB, maskA)});
+    UpdateNeeded();
+    TakeLazyDrives();
     // Levels already driven reach the new ends at once.
-    Deliver(a);
-    Deliver(b);
+    for (const PinRef& end : {a, b})
+        if (Listening(end))
+            Deliver(end);
     return true;
 }
 
@@ -138,11 +155,9 @@ int32_t SimHub::Start() {
     return 0;
 }
 
-void SimHub::Deliver(const PinRef& to) {
-    auto member = members_.find(to.Id);
-    if (member == members_.end())
-        return;
-    uint32_t level = 0xFFFFFFFFu, driven = 0;
+void SimHub::Gather(const PinRef& to, uint32_t& level, uint32_t& driven) const {
+    level = 0xFFFFFFFFu;
+    driven = 0;
     for (const DigitalWire& w : digital_) {
         const PinRef* other = nullptr;
         const BitRoute* route = nullptr; // from the other end onto this one
@@ -155,15 +170,78 @@ void SimHub::Deliver(const PinRef& to) {
         } else {
             continue;
         }
-        auto out = outputs_.find(*other);
-        if (out == outputs_.end())
+        const Output* out = outputs_.get(*other);
+        if (out == nullptr)
             continue;
-        const uint32_t drivenHere = route->Map(out->second.Driven);
-        const uint32_t lowHere = route->Map(out->second.Driven & ~out->second.Level);
-        driven |= drivenHere;
-        level &= ~lowHere;
+        driven |= route->Map(out->Driven);
+        level &= ~route->Map(out->Driven & ~out->Level);
     }
+}
+
+void SimHub::Deliver(const PinRef& to) {
+    auto member = members_.find(to.Id);
+    if (member == members_.end())
+        return;
+    uint32_t level, driven;
+    Gather(to, level, driven);
     member->second->OnDigitalInput(to.Pin, level, driven);
+}
+
+bool SimHub::Listening(const PinRef& at) const {
+    return members_.get(at.Id) != nullptr &&
+           std::find(deaf_.begin(), deaf_.end(), at) == deaf_.end();
+}
+
+void SimHub::UpdateNeeded() {
+    for (auto& [ref, drive] : lazy_) {
+        bool needed = false;
+        for (const DigitalWire& w : digital_) {
+            if ((w.A == ref && !(w.B == ref) && Listening(w.B)) ||
+                (w.B == ref && !(w.A == ref) && Listening(w.A))) {
+                needed = true;
+                break;
+            }
+        }
+        drive->Needed.store(needed);
+    }
+}
+
+void SimHub::TakeLazyDrives() {
+    // By index: a member answering a drive may leave, which shortens the list.
+    for (std::size_t i = 0; i < lazy_.size(); ++i) {
+        const auto& [ref, drive] = *(lazy_.begin() + static_cast<std::ptrdiff_t>(i));
+        const uint64_t latest = drive->Latest.load();
+        DriveDigital(ref.Id, ref.Pin, static_cast<uint32_t>(latest >> 32),
+                     static_cast<uint32_t>(latest));
+    }
+}
+
+void SimHub::ListenLocked(int32_t id, int32_t pin, bool listen) {
+    const PinRef at{id, pin};
+    const auto it = std::find(deaf_.begin(), deaf_.end(), at);
+    if ((it == deaf_.end()) == listen)
+        return;
+    if (!listen) {
+        deaf_.push_back(at);
+        UpdateNeeded();
+        return;
+    }
+    deaf_.erase(it);
+    // The flags go up before the latest drives are read, so that a lazy member either sees
+    // its flag and drives through the hub or has its drive read here.
+    UpdateNeeded();
+    TakeLazyDrives();
+    Deliver(at);
+}
+
+void SimHub::InputLocked(int32_t id, int32_t pin, uint32_t& level, uint32_t& driven) {
+    TakeLazyDrives();
+    Gather({id, pin}, level, driven);
+}
+
+void SimHub::DriveLazilyLocked(int32_t id, int32_t pin, LazyDrive& drive) {
+    lazy_[{id, pin}] = &drive;
+    UpdateNeeded();
 }
 
 void SimHub::DriveDigital(int32_t id, int32_t pin, uint32_t level, uint32_t driven) {
@@ -186,10 +264,10 @@ void SimHub::DriveDigital(int32_t id, int32_t pin, uint32_t level, uint32_t driv
     // moves the row lines of its port, never the column lines of the same port).
     for (const DigitalWire& w : digital_) {
         if (w.A == from) {
-            if (changed & w.MaskA)
+            if ((changed & w.MaskA) && Listening(w.B))
                 Deliver(w.B);
         } else if (w.B == from) {
-            if (changed & w.MaskB)
+            if ((changed & w.MaskB) && Listening(w.A))
                 Deliver(w.A);
         }
     }
@@ -218,6 +296,9 @@ void SimHub::DriveAnalog(int32_t id, int32_t pin, uint8_t level, double seconds)
 
 void SimHub::AdvanceTime(double seconds) {
     std::lock_guard lock(mutex_);
+    // The end of a slice of the worker: any lazy drive that slipped past a listener's flag
+    // going up reaches it now.
+    TakeLazyDrives();
     seconds_ = seconds;
     for (auto& [id, member] : members_)
         member->OnTime(seconds);

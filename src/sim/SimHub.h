@@ -16,6 +16,18 @@
 // emulator's lock, then the hub's, then a device's own small lock for its panel state; the hub
 // never calls into an emulator in a way that takes the emulator's lock.
 //
+// Deliveries on demand. A member pin set listens (is called with every change of its levels)
+// unless its member says it need not: LEDs that are only looked at when the panel asks, a keypad
+// with no key held (it drives nothing whatever its rows are). A member asks for its levels when
+// it wants them (InputLocked) and is delivered them at once when it starts listening again. A
+// member whose outputs change far more often than anyone listens (the MCU's ports) may drive
+// them lazily: it keeps its latest drive in an atomic the hub reads under its lock, and goes
+// through the hub only while the hub's flag for that pin set says that a listening end is wired
+// to it. The flag changes only under the hub's lock; the hub takes in the latest drives of its
+// lazy members whenever it works out levels for someone, when a member starts listening and at
+// every AdvanceTime (the end of each slice the worker runs), so a drive that raced with the flag
+// going up reaches its listeners no later than that.
+//
 // Lifetime. Hubs are found by handle in a process-wide registry. Members hold the hub by
 // shared_ptr; the hub holds members by plain pointer, and a member leaves in its destructor.
 
@@ -86,6 +98,18 @@ public:
     virtual void OnTime(double /*seconds*/) {}
 };
 
+// What a lazy driver shares with the hub for one pin set: its latest drive, written by the
+// member without the hub's lock, and the hub's word on whether a listener is wired to it.
+struct LazyDrive {
+    static constexpr uint64_t Pack(uint32_t level, uint32_t driven) {
+        return uint64_t{level} << 32 | driven;
+    }
+    // Level in the upper half, driven lines in the lower; nothing driven at first.
+    std::atomic<uint64_t> Latest{Pack(0xFFFFFFFFu, 0)};
+    // Set by the hub, under its lock: the member must drive through the hub.
+    std::atomic<bool> Needed{true};
+};
+
 class SimHub : public DeviceHub, public std::enable_shared_from_this<SimHub> {
 public:
     // A new hub, registered under a fresh handle.
@@ -111,6 +135,15 @@ public:
     // while it is held: a member leaves (under the lock) before it is destroyed.
     HubMember* MemberLocked(int32_t id) const;
     void DriveDigital(int32_t id, int32_t pin, uint32_t level, uint32_t driven);
+    // Under Lock(): whether the member's pin set is called with every change of its levels
+    // (the default for every pin set). A pin set that starts listening is delivered its
+    // levels at once.
+    void ListenLocked(int32_t id, int32_t pin, bool listen);
+    // Under Lock(): the levels the member's pin set sees now, as OnDigitalInput would give them.
+    void InputLocked(int32_t id, int32_t pin, uint32_t& level, uint32_t& driven);
+    // Under Lock(): the member drives pin lazily through drive (see the top of this file) until
+    // it leaves. drive must outlive the membership.
+    void DriveLazilyLocked(int32_t id, int32_t pin, LazyDrive& drive);
     void DriveAnalog(int32_t id, int32_t pin, uint8_t level, double seconds);
     void AdvanceTime(double seconds);
     // The simulated time last reported (for changes made from the UI thread).
@@ -152,7 +185,14 @@ private:
         uint32_t Driven = 0;
     };
     bool HasPinset(int32_t id, int32_t pin, PinKind kind) const;
+    // The levels at to from the other ends of its wires.
+    void Gather(const PinRef& to, uint32_t& level, uint32_t& driven) const;
     void Deliver(const PinRef& to);
+    bool Listening(const PinRef& at) const;
+    // Carries the latest drives of the lazy members onto the wires.
+    void TakeLazyDrives();
+    // Works out again which lazy pin sets have a listener.
+    void UpdateNeeded();
     void DeliverAnalog(const PinRef& to, uint8_t level, double seconds);
 
     const int32_t handle_;
@@ -162,6 +202,8 @@ private:
     std::vector<std::pair<PinRef, PinRef>> analog_;
     SmallMap<PinRef, Output> outputs_;
     SmallMap<PinRef, std::pair<uint8_t, double>> analogLevels_;
+    std::vector<PinRef> deaf_; // the pin sets that don't listen
+    SmallMap<PinRef, LazyDrive*> lazy_;
     std::atomic<int32_t> multiplier_{1};
     std::atomic<int32_t> divider_{1};
     std::atomic<bool> started_{false};
