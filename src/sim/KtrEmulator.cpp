@@ -25,7 +25,10 @@ constexpr double kMaxLagSeconds = 0.1;
 } // namespace
 
 // The machine's ports as a member of the hub. The hub calls OnDigitalInput from whichever
-// thread drove the change, so the input levels are atomics that the machine reads.
+// thread drove the change, so the input levels are atomics that the machine reads. The ports
+// drive the hub lazily (see SimHub.h): most port writes reach nobody who listens (LEDs the panel
+// reads when it draws, a keypad with no key held), and a write then costs a compare and two
+// plain atomic accesses instead of the hub's lock and the wiring.
 class KtrEmulator::Ports : public KtrPortIo, public HubMember {
 public:
     ~Ports() override { Detach(); }
@@ -35,9 +38,13 @@ public:
         if (!hub->Join(id, this))
             throw BxError(kErrNoHub, kSource,
                           "The device id " + std::to_string(id) + " is taken on this hub");
+        std::lock_guard lock(hub->Lock());
+        for (int port = 0; port < 3; ++port) {
+            drives_[port].Latest.store(LazyDrive::Pack(0xFFFFFFFFu, 0));
+            hub->DriveLazilyLocked(id, port, drives_[port]);
+        }
         hub_ = std::move(hub);
         id_ = id;
-        sent_.fill(kNothingSent);
     }
     void Detach() {
         if (hub_)
@@ -46,16 +53,19 @@ public:
     }
     SimHub* Hub() const { return hub_.get(); }
 
-    // KtrPortIo (the machine's thread)
+    // KtrPortIo (the machine's thread, or a thread holding the emulator's lock)
     void DriveDigital(int port, uint8_t level, uint8_t driven) override {
         // A program stores its port latches far more often than it changes them (a keypad
-        // scan, a watchdog loop): an unchanged drive would find nothing to do in the hub, so it
-        // doesn't go there, and the hub's lock stays untouched.
-        const uint32_t drive = static_cast<uint32_t>(level << 8 | driven);
-        if (!hub_ || sent_[port] == drive)
+        // scan, a watchdog loop): an unchanged drive has nothing new for anyone.
+        LazyDrive& drive = drives_[port];
+        const uint64_t latest = LazyDrive::Pack(level, driven);
+        if (!hub_ || drive.Latest.load(std::memory_order_relaxed) == latest)
             return;
-        sent_[port] = drive;
-        hub_->DriveDigital(id_, port, level, driven);
+        drive.Latest.store(latest, std::memory_order_relaxed);
+        // The hub reads Latest whenever it needs it; it is gone to only when a listener must
+        // see the change before the next instruction (a keypad answering its row).
+        if (drive.Needed.load(std::memory_order_relaxed))
+            hub_->DriveDigital(id_, port, level, driven);
     }
     void DriveAnalog(uint8_t level, double seconds) override {
         if (hub_)
@@ -79,11 +89,10 @@ public:
     }
 
 private:
-    static constexpr uint32_t kNothingSent = 0x10000;
     std::shared_ptr<SimHub> hub_;
     int32_t id_ = 0;
-    // What each port last drove into this hub (the machine's thread only).
-    std::array<uint32_t, 3> sent_{kNothingSent, kNothingSent, kNothingSent};
+    // What each port drives, shared with the hub.
+    std::array<LazyDrive, 3> drives_;
     std::array<std::atomic<uint8_t>, 3> inputs_{0xFF, 0xFF, 0xFF};
 };
 

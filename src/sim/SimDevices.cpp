@@ -46,7 +46,19 @@ void WiredDevice::Drive(int32_t pin, uint32_t level, uint32_t driven) {
         hub_->DriveDigital(id_, pin, level, driven);
 }
 
-std::unique_lock<std::recursive_mutex> WiredDevice::LockHub() {
+void WiredDevice::Listen(int32_t pin, bool listen) {
+    if (hub_)
+        hub_->ListenLocked(id_, pin, listen);
+}
+
+void WiredDevice::Input(int32_t pin, uint32_t& level, uint32_t& driven) const {
+    level = 0xFFFFFFFFu;
+    driven = 0;
+    if (hub_)
+        hub_->InputLocked(id_, pin, level, driven);
+}
+
+std::unique_lock<std::recursive_mutex> WiredDevice::LockHub() const {
     return hub_ ? std::unique_lock(hub_->Lock()) : std::unique_lock(unconnected_);
 }
 
@@ -139,6 +151,9 @@ bool SimSimpleUI::Connect(int32_t hubHandle, int32_t deviceId) {
     if (!Join(hubHandle, deviceId))
         return false;
     auto hub = LockHub();
+    // The LEDs are read when the panel asks; the button lines take nothing in.
+    Listen(kLed, false);
+    Listen(kButton, false);
     DriveButtons();
     return true;
 }
@@ -155,22 +170,22 @@ PinKind SimSimpleUI::PinsetKind(int32_t pin) const {
     return pin == kLed || pin == kButton ? PinKind::Digital : PinKind::None;
 }
 
-void SimSimpleUI::OnDigitalInput(int32_t pin, uint32_t level, uint32_t driven) {
-    if (pin != kLed)
-        return;
-    // Both under the hub's lock; a panel reading between the two stores sees one LED change a
-    // moment early, which it can't tell from a real one.
-    ledLevel_.store(static_cast<uint8_t>(level), std::memory_order_relaxed);
-    ledDriven_.store(static_cast<uint8_t>(driven), std::memory_order_relaxed);
+void SimSimpleUI::OnDigitalInput(int32_t, uint32_t, uint32_t) {
+    // Nothing listens: the LEDs' levels are asked for when they are looked at.
 }
 
 uint8_t SimSimpleUI::LitLeds() const {
-    return static_cast<uint8_t>(ledLevel_.load(std::memory_order_relaxed) &
-                                ledDriven_.load(std::memory_order_relaxed));
+    auto hub = LockHub();
+    uint32_t level, driven;
+    Input(kLed, level, driven);
+    return static_cast<uint8_t>(level & driven);
 }
 
 uint8_t SimSimpleUI::LedLevels() const {
-    return ledLevel_.load(std::memory_order_relaxed);
+    auto hub = LockHub();
+    uint32_t level, driven;
+    Input(kLed, level, driven);
+    return static_cast<uint8_t>(level);
 }
 
 void SimSimpleUI::DriveButtons() {
@@ -215,6 +230,7 @@ bool SimKeypad::Connect(int32_t hubHandle, int32_t deviceId) {
     if (!Join(hubHandle, deviceId))
         return false;
     auto hub = LockHub();
+    Listen(kColumn, false); // the column lines take nothing in
     Update();
     return true;
 }
@@ -290,6 +306,15 @@ uint8_t SimKeypad::ColumnsLowLocked() {
 }
 
 void SimKeypad::Update() {
+    bool held;
+    {
+        std::lock_guard lock(state_);
+        held = held_ != 0;
+    }
+    // A key just pressed takes the rows as they are now (the hub delivers them when listening
+    // starts, and OnDigitalInput drives the columns they give); with none held the columns
+    // float whatever the rows do, so their changes need not come here.
+    Listen(kRow, held);
     uint8_t low;
     {
         std::lock_guard lock(state_);

@@ -15,11 +15,14 @@
 //            "Column" 1  up to 8 lines out, active low: a held key joins its row to its
 //                        column, so column c is driven low while a key of that column is held
 //                        and its row is driven low; otherwise the column floats (reads 1).
+//
+// Deliveries (see SimHub.h): the LEDs don't listen, the panel asks the hub for their levels; a
+// keypad listens to its rows only while a key is held (with none held it drives nothing,
+// whatever the rows), and a key pressed takes the rows as they are at that moment.
 
 #include "debug/DeviceHub.h"
 #include "sim/SimHub.h"
 
-#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -41,13 +44,18 @@ protected:
     void Leave();
     // Drives an output pin set, if connected. Call with the hub's lock held or not at all.
     void Drive(int32_t pin, uint32_t level, uint32_t driven);
+    // Whether the pin set is called with every change of its levels; with the hub's lock held.
+    void Listen(int32_t pin, bool listen);
+    // The levels a pin set sees now (1 and undriven where nothing is wired); with the hub's lock
+    // held.
+    void Input(int32_t pin, uint32_t& level, uint32_t& driven) const;
     // The hub's lock, or a lock of nothing when the device is not connected: the panel calls
     // take it so that a change and its delivery are one step against the simulator's worker.
-    std::unique_lock<std::recursive_mutex> LockHub();
+    std::unique_lock<std::recursive_mutex> LockHub() const;
 
     std::shared_ptr<SimHub> hub_;
     int32_t id_ = 0;
-    std::recursive_mutex unconnected_;
+    mutable std::recursive_mutex unconnected_;
 };
 
 class SimSpeaker : public Speaker, public WiredDevice {
@@ -101,7 +109,7 @@ public:
     int32_t PinsetId(const std::string& pinset) override;
 
     // ---- Panel (any thread) ----
-    // LED n lit: bit n set.
+    // LED n lit: bit n set. Both take the hub's lock.
     uint8_t LitLeds() const;
     // The raw line levels the LEDs see (1 where nothing drives).
     uint8_t LedLevels() const;
@@ -116,9 +124,6 @@ public:
 private:
     void DriveButtons();
 
-    // The LED lines change on every port write the MCU makes: atomics, no lock.
-    std::atomic<uint8_t> ledLevel_{0xFF};
-    std::atomic<uint8_t> ledDriven_{0};
     mutable std::mutex state_;
     uint8_t held_ = 0;
 };
@@ -152,7 +157,8 @@ public:
     void OnDigitalInput(int32_t pin, uint32_t level, uint32_t driven) override;
 
 private:
-    // Recomputes the columns from the rows and the held keys and drives them.
+    // Recomputes the columns from the rows and the held keys and drives them; listens to the
+    // rows while a key is held. With the hub's lock held.
     void Update();
     // The columns pulled low by the held keys of the rows driven low; records them. The
     // caller holds state_.
