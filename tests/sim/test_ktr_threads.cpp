@@ -173,6 +173,58 @@ nmi:    rti
     EXPECT_NE(board.Peek(sfr::kP0), 0xEE);
 }
 
+// A key pressed and released from another thread while the program scans: the keypad, told of
+// no row change while no key is held, follows the rows from the press on, whatever the worker
+// is doing at that moment.
+TEST(KtrThreads, KeysPressedWhileTheProgramScansAreSeenByTheScan) {
+    REQUIRE_CA65();
+    KtrBoard board(emulator_model::kKTR311);
+    auto hub = SimHub::Create();
+    SimKeypad keypad;
+    board.Emu->AttachHub(hub->HubHandle(), device_id::kEmulator);
+    ASSERT_TRUE(keypad.Connect(hub->HubHandle(), device_id::kKeypad));
+    ASSERT_TRUE(hub->ConnectDigital(2002, 2, 0xF0, 2004, SimKeypad::kRow, 0x0F));
+    ASSERT_TRUE(hub->ConnectDigital(2004, SimKeypad::kColumn, 0x0F, 2002, 2, 0x0F));
+    LOAD(board, Program(R"(
+; Stores the column nibble of row r at $0200 + r, row after row, without end.
+reset:  ldx #$FF
+        txs
+        lda #$F0
+        sta P2DIR
+scan:   ldx #0
+        lda #%11100000
+row:    ora #$0F
+        sta P2
+        pha
+        lda P2
+        and #$0F
+        sta $0200,x
+        pla
+        sec
+        rol a
+        inx
+        cpx #4
+        bne row
+        bra scan
+irq:
+nmi:    rti
+)"));
+    board.Emu->SetUnthrottled(true);
+    board.Emu->Run();
+    for (int round = 0; round < 8; ++round) {
+        const int row = round % 4;
+        keypad.PressKey(row, 1);
+        // More than a whole slice of the worker after the press: every row scanned since.
+        ASSERT_TRUE(board.Advance(2'500'000));
+        for (int r = 0; r < 4; ++r)
+            EXPECT_EQ(board.Peek(0x0200 + r), r == row ? 0x0D : 0x0F) << round << " row " << r;
+        keypad.ReleaseKey(row, 1);
+        ASSERT_TRUE(board.Advance(2'500'000));
+        EXPECT_EQ(board.Peek(0x0200 + row), 0x0F) << round;
+    }
+    EXPECT_TRUE(board.Emu->Stop());
+}
+
 // Simulated time against real time at 25%, 100% and 200%. The host may fall behind under load
 // (the check on that side is looser); it must never run ahead by more than a slice.
 TEST(KtrThreads, PacingKeepsSimulatedTimeAtTheRateOfTheHub) {
