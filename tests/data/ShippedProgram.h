@@ -4,10 +4,31 @@
 
 #include "support/TempFolder.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 
 namespace bx::test {
+
+// Whether the shipped templates can be built here: ca65, ld65 and make on the PATH.
+inline bool HaveBuildTools() {
+    return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "
+                       "command -v make >/dev/null 2>&1") == 0;
+}
+
+// The number (from 1) of the first line of source that starts with text; 0 when none does.
+inline int LineStartingWith(const std::string& source, const std::string& text) {
+    int line = 1;
+    for (std::size_t at = 0; at < source.size(); ++line) {
+        if (source.compare(at, text.size(), text) == 0)
+            return line;
+        at = source.find('\n', at);
+        if (at == std::string::npos)
+            break;
+        ++at;
+    }
+    return 0;
+}
 
 inline std::filesystem::path BuiltProgramFolder() {
     return BX_PROGRAM_DIR;

@@ -26,15 +26,10 @@ const Body kBodies[] = {{"KTR310", 4}, {"KTR311", 14}, {"KTR640", 62}};
 using test::CliResult;
 using test::RunCli;
 
-bool HaveTools() {
-    return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "
-                       "command -v make >/dev/null 2>&1") == 0;
-}
-
 class ShippedBuildTest : public ::testing::TestWithParam<Body> {
 protected:
     void SetUp() override {
-        if (!HaveTools())
+        if (!test::HaveBuildTools())
             GTEST_SKIP() << "ca65, ld65 or make is not installed; the real build can't run";
     }
 

@@ -34,11 +34,6 @@ struct Body {
 
 const Body kBodies[] = {{"KTR310", 0x4000}, {"KTR311", 0x4000}, {"KTR640", 0xC000}};
 
-bool HaveTools() {
-    return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "
-                       "command -v make >/dev/null 2>&1") == 0;
-}
-
 // The host of a test: the device panel as the prototyper, and what the monitor raised.
 class RecordingHost : public DebugMonitorHost {
 public:
@@ -63,7 +58,7 @@ private:
 class ShippedDebugTest : public ::testing::TestWithParam<Body> {
 protected:
     void SetUp() override {
-        if (!HaveTools())
+        if (!test::HaveBuildTools())
             GTEST_SKIP() << "ca65, ld65 or make is not installed; no appliance can be built";
         const std::string dir = (work.Native() / "app").string();
         auto made =
@@ -93,18 +88,9 @@ protected:
 
     // The line (from 1) of main.asm that starts with text.
     int32_t LineOf(const std::string& text) const {
-        const std::string source = Source();
-        int32_t line = 1;
-        for (std::size_t at = 0; at < source.size(); ++line) {
-            if (source.compare(at, text.size(), text) == 0)
-                return line;
-            at = source.find('\n', at);
-            if (at == std::string::npos)
-                break;
-            ++at;
-        }
-        ADD_FAILURE() << "main.asm has no line starting with " << text;
-        return 0;
+        const int line = test::LineStartingWith(Source(), text);
+        EXPECT_GT(line, 0) << "main.asm has no line starting with " << text;
+        return line;
     }
 
     int32_t MainView() const {

@@ -20,15 +20,10 @@ namespace {
 using test::CliResult;
 using test::RunCli;
 
-bool HaveTools() {
-    return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "
-                       "command -v make >/dev/null 2>&1") == 0;
-}
-
 class RunCliTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!HaveTools())
+        if (!test::HaveBuildTools())
             GTEST_SKIP() << "ca65, ld65 or make is not installed; no appliance can be built";
         const std::string dir = (work.Native() / "app").string();
         ASSERT_EQ(RunCli({"new", "--body", "KTR311", "--name", "app", "--dir", dir}).status, 0);
@@ -39,16 +34,7 @@ protected:
 
     // The number of the line of main.asm that starts with text.
     int LineOf(const std::string& text) const {
-        const std::string source = work.ReadFile("app\\main.asm");
-        int line = 1;
-        for (std::size_t at = 0; at != std::string::npos && at < source.size(); ++line) {
-            if (source.compare(at, text.size(), text) == 0)
-                return line;
-            at = source.find('\n', at);
-            if (at != std::string::npos)
-                ++at;
-        }
-        return 0;
+        return test::LineStartingWith(work.ReadFile("app\\main.asm"), text);
     }
 
     // The stop reports of a run's output: "stop: <reason> at BB:AAAA" and its source line.
@@ -165,7 +151,7 @@ TEST_F(RunCliTest, EachFailureHasItsExitStatusAndReason) {
 }
 
 TEST(DemoCliTest, CreatesBuildsRunsAndRecordsTheKeypadsTone) {
-    if (!HaveTools())
+    if (!test::HaveBuildTools())
         GTEST_SKIP() << "ca65, ld65 or make is not installed; the demo can't build";
     test::ShippedProgramCopy program;
     platform::ScopedProgramFolder useProgram{program.folder.Path()};
