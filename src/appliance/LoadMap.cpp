@@ -41,10 +41,7 @@ std::shared_ptr<LoadImage> LoadImages::Item(const std::string& name, int32_t sta
 }
 
 std::string ObjMap::BinFileName(const std::string& title) const {
-    std::string upper = Segment;
-    std::transform(upper.begin(), upper.end(), upper.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    if (upper == "CODE")
+    if (UpperCase(Segment) == "CODE")
         return title + ".bin";
     return title + "_" + Segment + ".bin";
 }
@@ -65,11 +62,6 @@ namespace {
 // The number of the arithmetic error of a division by zero.
 constexpr int32_t kDivisionByZero = 11;
 
-std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
 } // namespace
 
 void Appliance::LabelLoadAddr(const std::string& Name, int32_t Offset, int32_t Bank, int32_t Start,
@@ -94,7 +86,7 @@ void Appliance::LabelLoadAddr(const std::string& Name, int32_t Offset, int32_t B
     image->Size = Size;
 
     // The appliance's own ROM image holds everything else and doesn't take room of its own.
-    if (Lower(Name) == Lower(Title + ".rom"))
+    if (LowerCase(Name) == LowerCase(Title + ".rom"))
         return;
     // The cursor moves on from where it stood, by the size alone: the placed address doesn't
     // set it, so images labelled one after another stack up from the first free place.

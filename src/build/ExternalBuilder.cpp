@@ -1,6 +1,7 @@
 #include "build/ExternalBuilder.h"
 
 #include "build/ProcessRunner.h"
+#include "foundation/Common.h"
 #include "foundation/Diagnoser.h"
 #include "foundation/Error.h"
 #include "platform/FileSystem.h"
@@ -12,12 +13,6 @@
 
 namespace bx::builder {
 namespace {
-
-std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
 
 // The folder with exactly one "/" at its end: the driver's line ends its folders in two.
 std::string FolderWithSlash(std::string folder) {
@@ -45,7 +40,7 @@ std::string ExtensionAtFirstDot(const std::string& path) {
     const std::size_t slash = path.find_last_of('/');
     const std::size_t start = slash == std::string::npos ? 0 : slash + 1;
     const std::size_t dot = path.find('.', start);
-    return dot == std::string::npos ? std::string() : Lower(path.substr(dot + 1));
+    return dot == std::string::npos ? std::string() : LowerCase(path.substr(dot + 1));
 }
 
 bool IsHexByte(const std::string& text, int& value) {
@@ -126,7 +121,7 @@ std::string PlanBuild(const BuilderOptions& options, BuildPlan& plan) {
     plan = BuildPlan{};
     std::vector<ToolStep>& steps = plan.steps;
     const std::string config = FolderWithSlash(options.tools) + "Templates/Sarnova/include/" +
-                               Lower(options.model) + ".cfg";
+                               LowerCase(options.model) + ".cfg";
     if (!platform::FileExists(platform::FromNativePath(config)))
         return "no linker configuration for the body " + options.model + ": " + config +
                " does not exist";

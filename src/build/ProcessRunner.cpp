@@ -32,16 +32,10 @@ std::string TemporaryFolder() {
     return platform::TempFolder();
 }
 
-std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
-
 } // namespace
 
 std::string WithShellPrefix(const std::string& command, const std::string& comspec) {
-    if (Lower(comspec).find("command.com") != std::string::npos)
+    if (LowerCase(comspec).find("command.com") != std::string::npos)
         return "command.com /C " + command;
     return command;
 }

@@ -54,12 +54,6 @@ std::optional<int64_t> ReadHex(const std::string& text) {
     return value;
 }
 
-std::string Lower(std::string text) {
-    for (char& c : text)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
 // The progress display of a terminal: nothing to show, the codes are in the trace log.
 class QuietStatus : public StatusDisplay {
 public:
@@ -129,7 +123,7 @@ std::optional<Press> ParsePress(const std::string& text) {
             return std::nullopt;
         press.EndMs = press.StartMs + static_cast<double>(*length);
     }
-    if (Lower(press.Key).rfind("button:", 0) == 0) {
+    if (LowerCase(press.Key).rfind("button:", 0) == 0) {
         std::optional<int64_t> index = ReadDecimal(press.Key.substr(7));
         if (!index || *index > 7)
             return std::nullopt;
@@ -154,7 +148,7 @@ class Session {
 public:
     Session(Parsed& parsed, std::ostream& out, std::ostream& err)
         : parsed_(parsed), out_(out), err_(err),
-          prompter_(out, Lower(parsed.values["--answer"]) == "yes") {}
+          prompter_(out, LowerCase(parsed.values["--answer"]) == "yes") {}
 
     int Run();
 
@@ -227,7 +221,7 @@ bool Session::ReadOptions() {
         runForMs_ = static_cast<double>(runFor);
     if (timeout >= 0)
         timeoutMs_ = static_cast<double>(timeout);
-    const std::string answer = Lower(parsed_.values["--answer"]);
+    const std::string answer = LowerCase(parsed_.values["--answer"]);
     if (!answer.empty() && answer != "yes" && answer != "no") {
         err_ << kPrefix << "--answer takes yes or no\n";
         return false;
@@ -413,7 +407,7 @@ bool Session::PrepareDevices() {
             continue;
         }
         std::string label = press.Key;
-        if (Lower(label).rfind("key:", 0) == 0)
+        if (LowerCase(label).rfind("key:", 0) == 0)
             label = label.substr(4);
         std::optional<std::pair<int, int>> key = panel.FindKey(label);
         if (!key) {
@@ -441,15 +435,15 @@ std::optional<int32_t> Session::ResolveBreak(const std::string& text) {
     const std::size_t colon = text.rfind(':');
     if (colon != std::string::npos && colon > 0) {
         // FILE:LINE, when the part before the colon names a source file of the build.
-        const std::string file = Lower(platform::FromNativePath(text.substr(0, colon)));
+        const std::string file = LowerCase(platform::FromNativePath(text.substr(0, colon)));
         if (std::optional<int64_t> line = ReadDecimal(text.substr(colon + 1))) {
             for (int32_t index = 0;; ++index) {
                 const std::string path = symbols.GetSourcePath(index);
                 if (path.empty())
                     break;
-                const std::string lower = Lower(path);
+                const std::string lower = LowerCase(path);
                 const bool same =
-                    lower == file || Lower(FileNameOf(path)) == file ||
+                    lower == file || LowerCase(FileNameOf(path)) == file ||
                     (lower.size() > file.size() &&
                      lower.compare(lower.size() - file.size(), file.size(), file) == 0 &&
                      lower[lower.size() - file.size() - 1] == '\\');

@@ -25,19 +25,13 @@ constexpr int32_t kBankShift = 16;
 constexpr int32_t kUnbankedLength = 0x8000;
 constexpr int32_t kBankLength = 0x4000;
 
-std::string Lower(std::string text) {
-    for (char& c : text)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
 // Every occurrence of what in text replaced by with, found without regard to case.
 std::string ReplaceNoCase(const std::string& text, const std::string& what,
                           const std::string& with) {
     if (what.empty())
         return text;
-    const std::string lowerText = Lower(text);
-    const std::string lowerWhat = Lower(what);
+    const std::string lowerText = LowerCase(text);
+    const std::string lowerWhat = LowerCase(what);
     std::string result;
     std::size_t from = 0;
     for (std::size_t at = lowerText.find(lowerWhat); at != std::string::npos;
@@ -610,12 +604,7 @@ bool DebugMonitor::InitMcuModel() {
             emulator_->SetModel(appliance_->IceEmuNumber);
         } else {
             const std::string model = appliance_ != nullptr ? appliance_->Model : std::string();
-            const std::string upper = [&model] {
-                std::string text = model;
-                for (char& c : text)
-                    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-                return text;
-            }();
+            const std::string upper = UpperCase(model);
             if (upper.find("KTR310") != std::string::npos) {
                 emulator_->SetModel(emulator_model::kKTR310);
             } else if (upper.find("KTR311") != std::string::npos) {

@@ -15,10 +15,7 @@ namespace {
 constexpr int32_t kRomStart = 16384;
 
 bool IsCodeKind(const std::string& kind) {
-    std::string lower = kind;
-    for (char& c : lower)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return lower.find("code") != std::string::npos;
+    return LowerCase(kind).find("code") != std::string::npos;
 }
 
 } // namespace

@@ -41,6 +41,9 @@ std::optional<bool> TextToBool(const std::string& text);
 std::vector<std::string> SplitText(const std::string& text, char separator);
 // count blanks; empty for count below 1.
 std::string Spaces(int32_t count);
+// text with its ASCII letters in lower (upper) case; comparisons "without regard to case".
+std::string LowerCase(std::string text);
+std::string UpperCase(std::string text);
 // The part ahead of the first "["; the text itself when empty, without "[" or starting with it.
 std::string ArrayBaseName(const std::string& text);
 // The element number of "name[n]" in any ParseNumber form, or -1.

@@ -46,10 +46,7 @@ RowRule DisasmRows::RuleOf(const std::string& mnemonic) {
         {"BEQ", RowRule::DashDotDot}, {"BCS", RowRule::DashDotDot}, {"BCC", RowRule::DashDotDot},
         {"BMI", RowRule::DashDotDot}, {"BPL", RowRule::DashDotDot}, {"BVC", RowRule::DashDotDot},
         {"BVS", RowRule::DashDotDot}};
-    std::string head = mnemonic.substr(0, 3);
-    for (char& c : head)
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    auto it = rules.find(head);
+    auto it = rules.find(UpperCase(mnemonic.substr(0, 3)));
     return it == rules.end() ? RowRule::None : it->second;
 }
 

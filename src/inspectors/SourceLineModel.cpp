@@ -40,12 +40,6 @@ bool IsWordChar(char c) {
     return std::isalnum(u) != 0 || c == '_';
 }
 
-std::string Lower(std::string text) {
-    for (char& c : text)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
 } // namespace
 
 SourceLineModel::SourceLineModel() {
@@ -316,7 +310,7 @@ bool SourceLineModel::LineMatches(int32_t line, const std::string& text) const {
     if (text.empty() || whole.size() <= kFrom)
         return false;
     const std::size_t at =
-        IgnoreCase ? Lower(whole).find(Lower(text), kFrom) : whole.find(text, kFrom);
+        IgnoreCase ? LowerCase(whole).find(LowerCase(text), kFrom) : whole.find(text, kFrom);
     if (at == std::string::npos)
         return false;
     if (!WholeWord)

@@ -27,12 +27,6 @@ namespace {
 
 constexpr char kSeparator = '\0';
 
-std::string Lower(std::string text) {
-    for (char& c : text)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
 bool Holds(const std::string& lowerText, const char* lowerName) {
     return lowerText.find(lowerName) != std::string::npos;
 }
@@ -43,7 +37,7 @@ const char* BoolText(bool value) {
 
 // "True" or "False" in any case; anything else leaves the field as it is.
 void ReadBool(const std::string& text, bool& field) {
-    const std::string lower = Lower(text);
+    const std::string lower = LowerCase(text);
     if (lower == "true")
         field = true;
     else if (lower == "false")
@@ -303,7 +297,7 @@ std::string Watch::Display() const {
 }
 
 void Watch::SetDisplay(const std::string& name) {
-    const std::string lower = Lower(name);
+    const std::string lower = LowerCase(name);
     DisplayFlags = 0;
     if (Holds(lower, "bin"))
         DisplayFlags |= watch_display::kBin;
@@ -331,7 +325,7 @@ std::string Watch::Access() const {
 }
 
 void Watch::SetAccess(const std::string& name) {
-    const std::string lower = Lower(name);
+    const std::string lower = LowerCase(name);
     AccessFlags = 0;
     if (Holds(lower, "read"))
         AccessFlags |= watch_access::kRead;
