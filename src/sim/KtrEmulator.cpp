@@ -25,10 +25,10 @@ constexpr double kMaxLagSeconds = 0.1;
 } // namespace
 
 // The machine's ports as a member of the hub. The hub calls OnDigitalInput from whichever
-// thread drove the change, so the input levels are atomics that the machine reads. The ports
-// drive the hub lazily (see SimHub.h): most port writes reach nobody who listens (LEDs the panel
-// reads when it draws, a keypad with no key held), and a write then costs a compare and two
-// plain atomic accesses instead of the hub's lock and the wiring.
+// thread drove the change, so the input levels are the atomics that the machine reads. The
+// ports drive the hub lazily (see SimHub.h): most port writes reach nobody who listens (LEDs the
+// panel reads when it draws, a keypad with no key held), and a write then costs a compare and
+// two plain atomic accesses instead of the hub's lock and the wiring.
 class KtrEmulator::Ports : public KtrPortIo, public HubMember {
 public:
     ~Ports() override { Detach(); }
@@ -38,11 +38,10 @@ public:
         if (!hub->Join(id, this))
             throw BxError(kErrNoHub, kSource,
                           "The device id " + std::to_string(id) + " is taken on this hub");
+        // The machine keeps Drives up to date with or without a hub: the hub takes them in.
         std::lock_guard lock(hub->Lock());
-        for (int port = 0; port < 3; ++port) {
-            drives_[port].Latest.store(LazyDrive::Pack(0xFFFFFFFFu, 0));
-            hub->DriveLazilyLocked(id, port, drives_[port]);
-        }
+        for (int port = 0; port < 3; ++port)
+            hub->DriveLazilyLocked(id, port, Drives[port]);
         hub_ = std::move(hub);
         id_ = id;
     }
@@ -54,17 +53,8 @@ public:
     SimHub* Hub() const { return hub_.get(); }
 
     // KtrPortIo (the machine's thread, or a thread holding the emulator's lock)
-    void DriveDigital(int port, uint8_t level, uint8_t driven) override {
-        // A program stores its port latches far more often than it changes them (a keypad
-        // scan, a watchdog loop): an unchanged drive has nothing new for anyone.
-        LazyDrive& drive = drives_[port];
-        const uint64_t latest = LazyDrive::Pack(level, driven);
-        if (!hub_ || drive.Latest.load(std::memory_order_relaxed) == latest)
-            return;
-        drive.Latest.store(latest, std::memory_order_relaxed);
-        // The hub reads Latest whenever it needs it; it is gone to only when a listener must
-        // see the change before the next instruction (a keypad answering its row).
-        if (drive.Needed.load(std::memory_order_relaxed))
+    void Deliver(int port, uint8_t level, uint8_t driven) override {
+        if (hub_)
             hub_->DriveDigital(id_, port, level, driven);
     }
     void DriveAnalog(uint8_t level, double seconds) override {
@@ -75,7 +65,6 @@ public:
         if (hub_)
             hub_->AdvanceTime(seconds);
     }
-    uint8_t PinLevels(int port) override { return inputs_[port].load(std::memory_order_relaxed); }
 
     // HubMember (under the hub's lock, any thread)
     PinKind PinsetKind(int32_t pin) const override {
@@ -85,15 +74,12 @@ public:
     }
     void OnDigitalInput(int32_t pin, uint32_t level, uint32_t) override {
         if (pin >= port_id::kP0 && pin <= port_id::kP2)
-            inputs_[pin].store(static_cast<uint8_t>(level), std::memory_order_relaxed);
+            Inputs[pin].store(static_cast<uint8_t>(level), std::memory_order_relaxed);
     }
 
 private:
     std::shared_ptr<SimHub> hub_;
     int32_t id_ = 0;
-    // What each port drives, shared with the hub.
-    std::array<LazyDrive, 3> drives_;
-    std::array<std::atomic<uint8_t>, 3> inputs_{0xFF, 0xFF, 0xFF};
 };
 
 // The UI thread's hold on the machine: the worker yields at the end of its slice.

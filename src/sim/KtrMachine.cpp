@@ -33,7 +33,10 @@ const KtrModel* FindKtrModel(int32_t number) {
     return nullptr;
 }
 
-KtrMachine::KtrMachine(const KtrModel& model, KtrPortIo* io) : model_(model), io_(io), cpu_(*this) {
+KtrMachine::KtrMachine(const KtrModel& model, KtrPortIo* io)
+    : model_(model), io_(io != nullptr ? io : &unconnected_), cpu_(*this) {
+    for (LazyDrive& drive : unconnected_.Drives)
+        drive.Needed.store(false); // nobody to deliver to
     ramOff_ = 0;
     sfrOff_ = model.RamSize;
     romOff_ = sfrOff_ + kSfrSize;
@@ -99,12 +102,50 @@ void KtrMachine::MapBlock(int block) {
     for (int i = 0; i <= kBlockMask; ++i)
         kinds |= flags_[static_cast<std::size_t>(off + i)];
     const bool sfrBlock = IsSfrOffset(off);
+    if (sfrBlock)
+        MapSfrKinds();
     const bool vectorBlock = model_.BankMode == 1 && a == 0xFFC0 && bank_ != 0;
     uint8_t* host = mem_.data() + off;
     readMap_[block] = (sfrBlock || vectorBlock || (kinds & kBreakRead)) ? nullptr : host;
     writeMap_[block] = (sfrBlock || !IsRamOffset(off) || (kinds & kBreakWrite)) ? nullptr : host;
     execMap_[block] = (kinds & kBreakExecute) ? 1 : 0;
     fetchMap_[block] = (kinds & kBreakExecute) ? nullptr : readMap_[block];
+}
+
+void KtrMachine::MapSfrKinds() {
+    for (unsigned i = 0; i < kSfrSize; ++i) {
+        const uint16_t a = static_cast<uint16_t>(sfr::kBase + i);
+        const uint8_t breaks = flags_[static_cast<std::size_t>(sfrOff_ + i)];
+        SfrReadKind read = SfrReadKind::View;
+        if (breaks & kBreakRead || a == sfr::kTcntL)
+            read = SfrReadKind::Slow;
+        else if (a == sfr::kP0 || a == sfr::kP1 || a == sfr::kP2)
+            read = SfrReadKind::Port;
+        else if (a == sfr::kIfr)
+            read = SfrReadKind::Flags;
+        SfrWriteKind write = SfrWriteKind::Slow;
+        if (!(breaks & kBreakWrite)) {
+            if (a == sfr::kP0 || a == sfr::kP1 || a == sfr::kP2)
+                write = SfrWriteKind::Port;
+            else if (a == sfr::kDac)
+                write = SfrWriteKind::Dac;
+            else if (a == sfr::kWdtclr)
+                write = SfrWriteKind::WatchdogClear;
+        }
+        sfrRead_[i] = read;
+        sfrWrite_[i] = write;
+    }
+}
+
+void KtrMachine::RefreshSfrView() {
+    // The view holds what a read without side effects gives; IFR's due flags are left out,
+    // and a read at or after flagEvent_ doesn't use it.
+    for (unsigned i = 0; i < kSfrSize; ++i) {
+        const uint16_t a = static_cast<uint16_t>(sfr::kBase + i);
+        sfrView_[i] = a == sfr::kIfr ? ifr_ : SfrRead(a, 0, false);
+    }
+    flagEvent_ = std::min(timerEvent_, tbEvent_);
+    keyWatch_ = (keyEn_ & ~dir_[1]) != 0;
 }
 
 void KtrMachine::RebuildMaps() {
@@ -291,21 +332,27 @@ void KtrMachine::Reset(bool watchdog) {
         wdtEvent_ = cpu_.Cycles() + (uint64_t{1} << (14 + 2 * (wdtctl_ & 3)));
     for (int p = 0; p < 3; ++p)
         DrivePort(p);
-    if (io_ != nullptr)
-        io_->DriveAnalog(dac_, Seconds());
+    io_->DriveAnalog(dac_, Seconds());
     lastP1_ = PortRead(1);
+    RefreshSfrView();
 }
 
 // ---- Special-function registers -------------------------------------------------------------
 
-uint8_t KtrMachine::PortRead(int port) {
-    const uint8_t pins = io_ != nullptr ? io_->PinLevels(port) : 0xFF;
-    return static_cast<uint8_t>((latch_[port] & dir_[port]) | (pins & ~dir_[port]));
+void KtrMachine::DrivePort(int port) {
+    if (io_->Drives[port].Publish(latch_[port], dir_[port]))
+        io_->Deliver(port, latch_[port], dir_[port]);
 }
 
-void KtrMachine::DrivePort(int port) {
-    if (io_ != nullptr)
-        io_->DriveDigital(port, latch_[port], dir_[port]);
+void KtrMachine::PortDelivered(int port) {
+    io_->Deliver(port, latch_[port], dir_[port]);
+    // A device may answer at once (a keypad column follows its row).
+    KeyEdgesChanged();
+}
+
+void KtrMachine::KeyEdgesChanged() {
+    CheckKeyEdges();
+    UpdateIrq();
 }
 
 uint32_t KtrMachine::TimerPrescale() const {
@@ -366,8 +413,10 @@ uint8_t KtrMachine::SfrRead(uint16_t a, uint64_t cycle, bool sideEffects) {
         return tctl_;
     case sfr::kTcntL: {
         const uint16_t count = TimerCount(cycle);
-        if (sideEffects)
+        if (sideEffects) {
             tcntHLatch_ = static_cast<uint8_t>(count >> 8);
+            sfrView_[sfr::kTcntH - sfr::kBase] = tcntHLatch_;
+        }
         return static_cast<uint8_t>(count);
     }
     case sfr::kTcntH:
@@ -418,8 +467,7 @@ void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
         // (the speaker) holds the level until the next change or the next AdvanceTime.
         if (v != dac_) {
             dac_ = v;
-            if (io_ != nullptr)
-                io_->DriveAnalog(v, SecondsAt(cycle));
+            io_->DriveAnalog(v, SecondsAt(cycle));
         }
         break;
     case sfr::kP0:
@@ -429,12 +477,14 @@ void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
     case sfr::kP1Dir:
     case sfr::kP2Dir: {
         const int port = (a - sfr::kP0) / 2;
+        // P1's level before the change: edges count from here (port writes don't follow P1
+        // while no key interrupt is enabled).
+        CheckKeyEdges();
         if ((a - sfr::kP0) % 2 == 0)
             latch_[port] = v;
         else
             dir_[port] = v;
-        if (io_ != nullptr)
-            io_->DriveDigital(port, latch_[port], dir_[port]);
+        DrivePort(port);
         // A device may answer at once (a keypad column follows its row).
         CheckKeyEdges();
         UpdateIrq();
@@ -478,6 +528,7 @@ void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
         UpdateIrq();
         break;
     case sfr::kKeyEn:
+        CheckKeyEdges(); // an edge before the enable doesn't count
         keyEn_ = v;
         break;
     case sfr::kTbctl:
@@ -505,8 +556,7 @@ void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
     case sfr::kWdtclr:
         if (a == sfr::kWdtclr && v != sfr::kWatchdogKey)
             break;
-        if (optWdt_)
-            wdtEvent_ = cycle + 1 + (uint64_t{1} << (14 + 2 * (wdtctl_ & 3)));
+        RestartWatchdog(cycle);
         Reschedule(nextEvent);
         break;
     case sfr::kSysStat:
@@ -515,6 +565,7 @@ void KtrMachine::SfrWrite(uint16_t a, uint8_t v, uint64_t cycle) {
     default:
         break; // read-only or reserved
     }
+    RefreshSfrView();
 }
 
 // ---- Events -----------------------------------------------------------------------------------
@@ -531,8 +582,10 @@ void KtrMachine::CheckKeyEdges() {
     const uint8_t now = PortRead(1);
     const uint8_t fell = static_cast<uint8_t>(lastP1_ & ~now & keyEn_ & ~dir_[1]);
     lastP1_ = now;
-    if (fell != 0)
+    if (fell != 0) {
         ifr_ |= sfr::kIrqKey;
+        sfrView_[sfr::kIfr - sfr::kBase] = ifr_;
+    }
 }
 
 void KtrMachine::ServeTimers(uint64_t now) {
@@ -547,6 +600,8 @@ void KtrMachine::ServeTimers(uint64_t now) {
         ++tbIndex_;
         ScheduleTimeBase();
     }
+    sfrView_[sfr::kIfr - sfr::kBase] = ifr_;
+    flagEvent_ = std::min(timerEvent_, tbEvent_);
 }
 
 void KtrMachine::ProcessEvents() {
@@ -595,8 +650,7 @@ MachineStop KtrMachine::RunFor(uint64_t cycles, bool checkFirst) {
     breaksArmed_ = false;
     hit_ = StopCause::None;
     ProcessEvents();
-    if (io_ != nullptr)
-        io_->AdvanceTime(Seconds());
+    io_->AdvanceTime(Seconds());
     stop.Address = cpu_.Registers().PC;
     stop.Bank = bank_;
     return stop;
@@ -623,8 +677,7 @@ void KtrMachine::StepInstruction() {
         cpu_.Step();
         ProcessEvents();
     }
-    if (io_ != nullptr)
-        io_->AdvanceTime(Seconds());
+    io_->AdvanceTime(Seconds());
 }
 
 } // namespace bx::sim

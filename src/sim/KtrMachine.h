@@ -24,10 +24,16 @@
 //
 // Ports: the machine drives its outputs and reads its input pins through KtrPortIo (the
 // emulator's hub connection); without one the pins read high.
+//
+// The SFR block is no plain memory, but most accesses to it are served inline on the bus from a
+// view of the registers' values (sfrView_) and the ports' shared atomics; the view is brought up
+// to date by every register change made on the slow paths.
 
 #include "sim/Cpu65C02.h"
+#include "sim/LazyDrive.h"
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -94,19 +100,25 @@ inline constexpr uint8_t kWatchdogKey = 0xA5;
 inline constexpr int32_t kDefaultClockHz = 4'000'000;
 inline constexpr int32_t kSubClockHz = 32'768;
 
-// The machine's connection to the outside: its port pins and the DAC.
+// The machine's connection to the outside: its port pins and the DAC. The digital levels pass
+// through atomics shared with the outside, so that a port access in the program costs no call:
+// the machine publishes each port's drive in Drives (the levels on its output pins, the driven
+// mask its direction register) and calls Deliver only when Drives says that a listener must
+// see the change at once; it reads the pins from Inputs, which the outside writes from any
+// thread.
 class KtrPortIo {
 public:
     virtual ~KtrPortIo() = default;
-    // Port 0-2 drives level on the bits of driven (the output pins); the rest float. No time
-    // stamp: the hub's digital wires carry levels only, and working one out on every port
-    // write (a keypad scan makes many) would cost for nothing.
-    virtual void DriveDigital(int port, uint8_t level, uint8_t driven) = 0;
-    virtual void DriveAnalog(uint8_t level, double seconds) = 0;
+    // A port's new drive for a listener that must answer before the next instruction (a keypad
+    // answering its row): the machine's thread, after Drives[port] took it in.
+    virtual void Deliver(int /*port*/, uint8_t /*level*/, uint8_t /*driven*/) {}
+    virtual void DriveAnalog(uint8_t /*level*/, double /*seconds*/) {}
     // Simulated time has reached seconds (devices that sample, the speaker, catch up).
-    virtual void AdvanceTime(double seconds) = 0;
-    // The levels on port's pins from outside; 1 where nothing drives a pin (pull-ups).
-    virtual uint8_t PinLevels(int port) = 0;
+    virtual void AdvanceTime(double /*seconds*/) {}
+
+    std::array<LazyDrive, 3> Drives;
+    // The levels on the port's pins from outside; 1 where nothing drives a pin (pull-ups).
+    std::array<std::atomic<uint8_t>, 3> Inputs{0xFF, 0xFF, 0xFF};
 };
 
 // Why RunFor returned before its budget.
@@ -175,6 +187,16 @@ public:
         const uint8_t* p = readMap_[a >> kBlockShift];
         if (p != nullptr) [[likely]]
             return p[a & kBlockMask];
+        if ((a >> kBlockShift) == kSfrBlock) {
+            const unsigned i = a & kBlockMask;
+            const SfrReadKind kind = sfrRead_[i];
+            if (kind == SfrReadKind::View)
+                return sfrView_[i];
+            if (kind == SfrReadKind::Port)
+                return PortRead(PortOf(i));
+            if (kind == SfrReadKind::Flags && cycle < flagEvent_)
+                return sfrView_[i];
+        }
         return SlowRead(a, cycle);
     }
     [[gnu::always_inline]] inline void Write(uint16_t a, uint8_t v, uint64_t cycle) {
@@ -182,6 +204,21 @@ public:
         if (p != nullptr) [[likely]] {
             p[a & kBlockMask] = v;
             return;
+        }
+        if ((a >> kBlockShift) == kSfrBlock) {
+            const unsigned i = a & kBlockMask;
+            const SfrWriteKind kind = sfrWrite_[i];
+            if (kind == SfrWriteKind::Port) {
+                WritePortLatch(PortOf(i), v);
+                return;
+            }
+            if (kind == SfrWriteKind::Dac && v == dac_)
+                return;
+            if (kind == SfrWriteKind::WatchdogClear) {
+                if (v == sfr::kWatchdogKey)
+                    RestartWatchdog(cycle);
+                return;
+            }
         }
         SlowWrite(a, v, cycle);
     }
@@ -202,6 +239,22 @@ private:
     static constexpr uint16_t kBlockMask = 0x3F;
     static constexpr int kBlocks = 0x10000 >> kBlockShift;
     static constexpr int kSfrSize = 0x40;
+    static constexpr unsigned kSfrBlock = sfr::kBase >> kBlockShift;
+
+    // How a program's access to each byte of the SFR block is served. The common accesses of
+    // firmware (port reads and writes, the watchdog restart, flag polling, a DAC store of the
+    // same level) are answered inline on the CPU's bus without a call; the others, and every
+    // byte with a read or write breakpoint, take SlowRead/SlowWrite.
+    enum class SfrReadKind : uint8_t {
+        Slow,  // SfrRead (TCNTL, which latches TCNTH; a read breakpoint)
+        View,  // sfrView_ holds the value
+        Port,  // the pins and the latch
+        Flags, // sfrView_ until flagEvent_, when a flag may be due but not served yet
+    };
+    enum class SfrWriteKind : uint8_t { Slow, Port, Dac, WatchdogClear };
+    static constexpr int PortOf(unsigned sfrIndex) {
+        return static_cast<int>((sfrIndex - (sfr::kP0 - sfr::kBase)) >> 1);
+    }
 
     // Offset in mem_ of the byte at address with bank selected, or -1.
     int64_t Locate(int bank, uint16_t address) const;
@@ -212,6 +265,10 @@ private:
     void RebuildMaps();
     void RebuildWindow();
     void MapBlock(int block);
+    void MapSfrKinds();
+    // Brings sfrView_, flagEvent_ and keyWatch_ up to the registers: after every change that
+    // the inline paths don't make themselves.
+    void RefreshSfrView();
 
     uint8_t SlowRead(uint16_t a, uint64_t cycle);
     void SlowWrite(uint16_t a, uint8_t v, uint64_t cycle);
@@ -220,8 +277,27 @@ private:
 
     uint8_t SfrRead(uint16_t address, uint64_t cycle, bool sideEffects);
     void SfrWrite(uint16_t address, uint8_t value, uint64_t cycle);
-    uint8_t PortRead(int port);
+    [[gnu::always_inline]] inline uint8_t PortRead(int port) const {
+        const uint8_t driven = dir_[port];
+        const uint8_t pins = io_->Inputs[port].load(std::memory_order_relaxed);
+        return static_cast<uint8_t>((latch_[port] & driven) | (pins & ~driven));
+    }
+    [[gnu::always_inline]] inline void WritePortLatch(int port, uint8_t v) {
+        latch_[port] = v;
+        if (io_->Drives[port].Publish(v, dir_[port]))
+            PortDelivered(port);
+        else if (keyWatch_)
+            KeyEdgesChanged();
+    }
+    // A port's changed drive that a listener wants at once; it may answer on any input.
+    void PortDelivered(int port);
+    void KeyEdgesChanged();
     void DrivePort(int port);
+    // A watchdog restart moves its timeout later, never earlier: the CPU's budget still holds.
+    [[gnu::always_inline]] inline void RestartWatchdog(uint64_t cycle) {
+        if (optWdt_)
+            wdtEvent_ = cycle + 1 + (uint64_t{1} << (14 + 2 * (wdtctl_ & 3)));
+    }
     void ResetRegisters();
 
     // ---- Timekeeping ----
@@ -246,6 +322,7 @@ private:
     }
 
     const KtrModel& model_;
+    KtrPortIo unconnected_; // the ports' outside when the owner gives none: pins read high
     KtrPortIo* io_;
     Cpu65C02<KtrMachine> cpu_;
 
@@ -258,6 +335,13 @@ private:
     std::array<uint8_t, kBlocks> execMap_{};
     std::array<const uint8_t*, kBlocks> fetchMap_{};
     std::array<uint8_t, 1 << kBlockShift> openBus_{};
+    std::array<SfrReadKind, kSfrSize> sfrRead_{};
+    std::array<SfrWriteKind, kSfrSize> sfrWrite_{};
+    std::array<uint8_t, kSfrSize> sfrView_{};
+    // The first cycle at which a timer or time base flag may be due (IFR then reads slowly).
+    uint64_t flagEvent_ = 0;
+    // A falling edge on a P1 input can set the key flag: port writes look for one.
+    bool keyWatch_ = false;
 
     // Breakpoint state of the current RunFor.
     StopCause hit_ = StopCause::None;

@@ -32,6 +32,7 @@
 // shared_ptr; the hub holds members by plain pointer, and a member leaves in its destructor.
 
 #include "debug/DeviceHub.h"
+#include "sim/LazyDrive.h"
 
 #include <atomic>
 #include <cstdint>
@@ -96,18 +97,6 @@ public:
     virtual void OnAnalogInput(int32_t /*pin*/, uint8_t /*level*/, double /*seconds*/) {}
     // Simulated time has reached seconds.
     virtual void OnTime(double /*seconds*/) {}
-};
-
-// What a lazy driver shares with the hub for one pin set: its latest drive, written by the
-// member without the hub's lock, and the hub's word on whether a listener is wired to it.
-struct LazyDrive {
-    static constexpr uint64_t Pack(uint32_t level, uint32_t driven) {
-        return uint64_t{level} << 32 | driven;
-    }
-    // Level in the upper half, driven lines in the lower; nothing driven at first.
-    std::atomic<uint64_t> Latest{Pack(0xFFFFFFFFu, 0)};
-    // Set by the hub, under its lock: the member must drive through the hub.
-    std::atomic<bool> Needed{true};
 };
 
 class SimHub : public DeviceHub, public std::enable_shared_from_this<SimHub> {
