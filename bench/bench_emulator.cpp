@@ -3,10 +3,10 @@
 // KTR640, (b) a tight loop, (c) the same loop with 100 execute breakpoints and a read/write
 // range set elsewhere, (d) the starter program of the shipped templates (main.asm, assembled and
 // linked with ca65/ld65 for the KTR311 when the bench runs) with the board's devices wired to the
-// hub as the KTR311 template wires them and its timer running. The figures are emulated
-// instructions and cycles per second of processor time of the process (the worker does all the work
-// while the benchmark's thread sleeps), so that other load on the machine doesn't count against
-// them; "instr/s wall" is the same per second of real time.
+// hub as the KTR311 template wires them and its timer interrupt stepping the LEDs. The figures are
+// emulated instructions and cycles per second of processor time of the process (the worker does all
+// the work while the benchmark's thread sleeps), so that other load on the machine doesn't count
+// against them; "instr/s wall" is the same per second of real time.
 #include "platform/QueueDispatcher.h"
 #include "sim/KtrEmulator.h"
 #include "sim/SimDevices.h"

@@ -54,7 +54,7 @@ int RunDemo(const std::vector<std::string>& args, std::ostream& out, std::ostrea
     if (code == 0)
         code = Step("Power it on, run to the main loop, step, step over a call, then run one "
                     "second with key 5 of the keypad held and record the speaker",
-                    {"run", appliance, "--break", "main", "--steps", "3", "--step-over", "1",
+                    {"run", appliance, "--break", "main", "--steps", "2", "--step-over", "1",
                      "--watch", "Bank", "--dump", "00:0000:3", "--run-for", "1000", "--press",
                      "5@0", "--wav", wav},
                     out, err);

@@ -116,13 +116,6 @@ void KtrMachine::MapSfrKinds() {
     for (unsigned i = 0; i < kSfrSize; ++i) {
         const uint16_t a = static_cast<uint16_t>(sfr::kBase + i);
         const uint8_t breaks = flags_[static_cast<std::size_t>(sfrOff_ + i)];
-        SfrReadKind read = SfrReadKind::View;
-        if (breaks & kBreakRead || a == sfr::kTcntL)
-            read = SfrReadKind::Slow;
-        else if (a == sfr::kP0 || a == sfr::kP1 || a == sfr::kP2)
-            read = SfrReadKind::Port;
-        else if (a == sfr::kIfr)
-            read = SfrReadKind::Flags;
         SfrWriteKind write = SfrWriteKind::Slow;
         if (!(breaks & kBreakWrite)) {
             if (a == sfr::kP0 || a == sfr::kP1 || a == sfr::kP2)
@@ -132,19 +125,32 @@ void KtrMachine::MapSfrKinds() {
             else if (a == sfr::kWdtclr)
                 write = SfrWriteKind::WatchdogClear;
         }
-        sfrRead_[i] = read;
+        sfrReadSlow_[i] = (breaks & kBreakRead) || a == sfr::kTcntL;
         sfrWrite_[i] = write;
+        sfrViewUntil_[i] = sfrReadSlow_[i] ? 0 : UINT64_MAX;
     }
+    SetFlagEvent();
+}
+
+void KtrMachine::SetFlagEvent() {
+    // IFR's view holds the flags served; from the first cycle at which a timer or time base
+    // flag may be due, reads take SfrRead, which adds the due ones.
+    constexpr unsigned kIfr = sfr::kIfr - sfr::kBase;
+    sfrViewUntil_[kIfr] = sfrReadSlow_[kIfr] ? 0 : std::min(timerEvent_, tbEvent_);
 }
 
 void KtrMachine::RefreshSfrView() {
     // The view holds what a read without side effects gives; IFR's due flags are left out,
     // and a read at or after flagEvent_ doesn't use it.
+    SamplePorts();
     for (unsigned i = 0; i < kSfrSize; ++i) {
         const uint16_t a = static_cast<uint16_t>(sfr::kBase + i);
-        sfrView_[i] = a == sfr::kIfr ? ifr_ : SfrRead(a, 0, false);
+        if (a == sfr::kIfr)
+            sfrView_[i] = ifr_;
+        else if (a != sfr::kP0 && a != sfr::kP1 && a != sfr::kP2)
+            sfrView_[i] = SfrRead(a, 0, false);
     }
-    flagEvent_ = std::min(timerEvent_, tbEvent_);
+    SetFlagEvent();
     keyWatch_ = (keyEn_ & ~dir_[1]) != 0;
 }
 
@@ -333,20 +339,40 @@ void KtrMachine::Reset(bool watchdog) {
     for (int p = 0; p < 3; ++p)
         DrivePort(p);
     io_->DriveAnalog(dac_, Seconds());
-    lastP1_ = PortRead(1);
+    lastP1_ = SamplePort(1);
     RefreshSfrView();
 }
 
 // ---- Special-function registers -------------------------------------------------------------
+
+uint8_t KtrMachine::SamplePort(int port) {
+    pins_[port] = io_->Inputs[port].load(std::memory_order_relaxed);
+    const uint8_t value = PortValue(port);
+    sfrView_[sfr::kP0 - sfr::kBase + 2 * port] = value;
+    return value;
+}
+
+void KtrMachine::SamplePorts() {
+    for (int port = 0; port < 3; ++port)
+        SamplePort(port);
+}
 
 void KtrMachine::DrivePort(int port) {
     if (io_->Drives[port].Publish(latch_[port], dir_[port]))
         io_->Deliver(port, latch_[port], dir_[port]);
 }
 
+void KtrMachine::PortLatchWritten(int port, bool changed) {
+    if (changed && io_->Drives[port].Needed.load(std::memory_order_relaxed))
+        PortDelivered(port);
+    else if (keyWatch_)
+        KeyEdgesChanged();
+}
+
 void KtrMachine::PortDelivered(int port) {
     io_->Deliver(port, latch_[port], dir_[port]);
-    // A device may answer at once (a keypad column follows its row).
+    // A device may answer at once, on any port (a keypad column follows its row).
+    SamplePorts();
     KeyEdgesChanged();
 }
 
@@ -398,11 +424,11 @@ uint8_t KtrMachine::SfrRead(uint16_t a, uint64_t cycle, bool sideEffects) {
     case sfr::kDac:
         return dac_;
     case sfr::kP0:
-        return PortRead(0);
+        return SamplePort(0);
     case sfr::kP1:
-        return PortRead(1);
+        return SamplePort(1);
     case sfr::kP2:
-        return PortRead(2);
+        return SamplePort(2);
     case sfr::kP0Dir:
         return dir_[0];
     case sfr::kP1Dir:
@@ -579,7 +605,7 @@ void KtrMachine::UpdateIrq() {
 }
 
 void KtrMachine::CheckKeyEdges() {
-    const uint8_t now = PortRead(1);
+    const uint8_t now = SamplePort(1);
     const uint8_t fell = static_cast<uint8_t>(lastP1_ & ~now & keyEn_ & ~dir_[1]);
     lastP1_ = now;
     if (fell != 0) {
@@ -601,12 +627,13 @@ void KtrMachine::ServeTimers(uint64_t now) {
         ScheduleTimeBase();
     }
     sfrView_[sfr::kIfr - sfr::kBase] = ifr_;
-    flagEvent_ = std::min(timerEvent_, tbEvent_);
+    SetFlagEvent();
 }
 
 void KtrMachine::ProcessEvents() {
     const uint64_t now = cpu_.Cycles();
     ServeTimers(now);
+    SamplePorts();
     CheckKeyEdges();
     if (now >= wdtEvent_) {
         Reset(true);

@@ -189,12 +189,7 @@ public:
             return p[a & kBlockMask];
         if ((a >> kBlockShift) == kSfrBlock) {
             const unsigned i = a & kBlockMask;
-            const SfrReadKind kind = sfrRead_[i];
-            if (kind == SfrReadKind::View)
-                return sfrView_[i];
-            if (kind == SfrReadKind::Port)
-                return PortRead(PortOf(i));
-            if (kind == SfrReadKind::Flags && cycle < flagEvent_)
+            if (cycle < sfrViewUntil_[i])
                 return sfrView_[i];
         }
         return SlowRead(a, cycle);
@@ -241,16 +236,12 @@ private:
     static constexpr int kSfrSize = 0x40;
     static constexpr unsigned kSfrBlock = sfr::kBase >> kBlockShift;
 
-    // How a program's access to each byte of the SFR block is served. The common accesses of
-    // firmware (port reads and writes, the watchdog restart, flag polling, a DAC store of the
-    // same level) are answered inline on the CPU's bus without a call; the others, and every
-    // byte with a read or write breakpoint, take SlowRead/SlowWrite.
-    enum class SfrReadKind : uint8_t {
-        Slow,  // SfrRead (TCNTL, which latches TCNTH; a read breakpoint)
-        View,  // sfrView_ holds the value
-        Port,  // the pins and the latch
-        Flags, // sfrView_ until flagEvent_, when a flag may be due but not served yet
-    };
+    // How a program's access to the SFR block is served. Reads take the register's value from
+    // sfrView_ while the cycle is before sfrViewUntil_ (for ever for most, until a flag may be
+    // due for IFR, never for TCNTL, which latches TCNTH, or a byte with a read breakpoint).
+    // The common writes of firmware (a port latch, the watchdog restart, a DAC store of the
+    // same level) are served inline too; the others, and every byte with a write breakpoint,
+    // take SlowWrite.
     enum class SfrWriteKind : uint8_t { Slow, Port, Dac, WatchdogClear };
     static constexpr int PortOf(unsigned sfrIndex) {
         return static_cast<int>((sfrIndex - (sfr::kP0 - sfr::kBase)) >> 1);
@@ -266,9 +257,10 @@ private:
     void RebuildWindow();
     void MapBlock(int block);
     void MapSfrKinds();
-    // Brings sfrView_, flagEvent_ and keyWatch_ up to the registers: after every change that
+    // Brings sfrView_, sfrViewUntil_ and keyWatch_ up to the registers: after every change that
     // the inline paths don't make themselves.
     void RefreshSfrView();
+    void SetFlagEvent();
 
     uint8_t SlowRead(uint16_t a, uint64_t cycle);
     void SlowWrite(uint16_t a, uint8_t v, uint64_t cycle);
@@ -277,18 +269,28 @@ private:
 
     uint8_t SfrRead(uint16_t address, uint64_t cycle, bool sideEffects);
     void SfrWrite(uint16_t address, uint8_t value, uint64_t cycle);
-    [[gnu::always_inline]] inline uint8_t PortRead(int port) const {
+    // The port's value as a read gives it: the latch on the output pins, the pins as last
+    // sampled on the inputs.
+    [[gnu::always_inline]] inline uint8_t PortValue(int port) const {
         const uint8_t driven = dir_[port];
-        const uint8_t pins = io_->Inputs[port].load(std::memory_order_relaxed);
-        return static_cast<uint8_t>((latch_[port] & driven) | (pins & ~driven));
+        return static_cast<uint8_t>((latch_[port] & driven) | (pins_[port] & ~driven));
     }
+    // Samples the port's pins from outside now (into pins_ and the view).
+    uint8_t SamplePort(int port);
+    void SamplePorts();
+    // Drives[port] always holds the latch and direction (DrivePort publishes every other
+    // change), so a latch store publishes without comparing and calls out only when a
+    // listener or a key interrupt needs it.
     [[gnu::always_inline]] inline void WritePortLatch(int port, uint8_t v) {
+        const bool changed = latch_[port] != v;
         latch_[port] = v;
-        if (io_->Drives[port].Publish(v, dir_[port]))
-            PortDelivered(port);
-        else if (keyWatch_)
-            KeyEdgesChanged();
+        sfrView_[sfr::kP0 - sfr::kBase + 2 * port] = PortValue(port);
+        LazyDrive& drive = io_->Drives[port];
+        drive.Latest.store(LazyDrive::Pack(v, dir_[port]), std::memory_order_relaxed);
+        if (drive.Needed.load(std::memory_order_relaxed) | keyWatch_) [[unlikely]]
+            PortLatchWritten(port, changed);
     }
+    void PortLatchWritten(int port, bool changed);
     // A port's changed drive that a listener wants at once; it may answer on any input.
     void PortDelivered(int port);
     void KeyEdgesChanged();
@@ -335,11 +337,14 @@ private:
     std::array<uint8_t, kBlocks> execMap_{};
     std::array<const uint8_t*, kBlocks> fetchMap_{};
     std::array<uint8_t, 1 << kBlockShift> openBus_{};
-    std::array<SfrReadKind, kSfrSize> sfrRead_{};
+    std::array<bool, kSfrSize> sfrReadSlow_{};
     std::array<SfrWriteKind, kSfrSize> sfrWrite_{};
     std::array<uint8_t, kSfrSize> sfrView_{};
-    // The first cycle at which a timer or time base flag may be due (IFR then reads slowly).
-    uint64_t flagEvent_ = 0;
+    std::array<uint64_t, kSfrSize> sfrViewUntil_{};
+    // The input pins as last sampled. The machine samples them at the start of every run, after
+    // a port write that a listener answered, and on the slow paths, so a change made from
+    // another thread (a key pressed on the panel) is seen by the program within a slice.
+    std::array<uint8_t, 3> pins_{0xFF, 0xFF, 0xFF};
     // A falling edge on a P1 input can set the key flag: port writes look for one.
     bool keyWatch_ = false;
 

@@ -3,6 +3,7 @@
 #include "foundation/Error.h"
 #include "sim/WavWriter.h"
 
+#include <cmath>
 #include <sstream>
 
 namespace bx::sim {
@@ -87,15 +88,25 @@ void SimSpeaker::GenerateUntil(double seconds) {
         return;
     }
     const int16_t sample = static_cast<int16_t>((static_cast<int>(level_) - 128) * 256);
+    // Every sample k < due is owed; the level has been the same since the last change, so they
+    // go in as one run (an unthrottled machine owes millions a second).
     const double due = (seconds - origin_) * kSampleRate;
-    while (static_cast<double>(produced_) < due) {
-        buffer_.push_back(sample);
-        if (buffer_.size() > kBufferLimit)
-            buffer_.pop_front();
-        if (recording_)
-            recorded_.push_back(sample);
-        ++produced_;
+    const auto owed = static_cast<uint64_t>(std::ceil(due));
+    if (due <= static_cast<double>(produced_) || owed <= produced_)
+        return;
+    const uint64_t count = owed - produced_;
+    produced_ = owed;
+    if (recording_)
+        recorded_.insert(recorded_.end(), count, sample);
+    // Past the limit the oldest samples go: only the newest kBufferLimit can remain.
+    if (count >= kBufferLimit) {
+        buffer_.assign(kBufferLimit, sample);
+        return;
     }
+    buffer_.insert(buffer_.end(), count, sample);
+    if (buffer_.size() > kBufferLimit)
+        buffer_.erase(buffer_.begin(),
+                      buffer_.begin() + static_cast<std::ptrdiff_t>(buffer_.size() - kBufferLimit));
 }
 
 void SimSpeaker::OnAnalogInput(int32_t pin, uint8_t level, double seconds) {

@@ -164,9 +164,8 @@ TEST_P(ShippedDebugTest, RunsToALineStepsStepsOverStopsOnAWriteResetsAndKeepsIts
     // Step: the next line of the loop; step over the call of the keypad scan: the line below.
     monitor->Step();
     EXPECT_EQ(ShownLine(), mainLine + 1);
-    monitor->Step(); // sta WDTCLR
-    monitor->Step(); // bbr0: no timer underflow yet, so on to the scan
-    const int32_t callLine = LineOf("@scan:");
+    monitor->Step(); // sta WDTCLR: on to the call of the scan
+    const int32_t callLine = LineOf("        jsr scan_keypad");
     EXPECT_EQ(ShownLine(), callLine);
     const uint8_t stackBefore = monitor->CurrentEmulator()->GetCpuState()->S;
     monitor->StepOver();

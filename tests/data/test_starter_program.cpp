@@ -110,7 +110,7 @@ TEST_P(StarterProgramTest, TheLedsLightOneAfterTheOtherPacedByTheTimer) {
     }
     // LED 0 after reset, then one place on at each step, back to LED 0 after LED 7.
     EXPECT_EQ(shown, (std::vector<uint8_t>{0x01, 0x02, 0x04, 0x08, 0x10, 0x20, 0x40, 0x80, 0x01}));
-    // A step every (3905 + 1) * 256 timer cycles; the polling loop adds a little jitter.
+    // A step every (3905 + 1) * 256 timer cycles; the interrupt's latency adds a little jitter.
     for (std::size_t i = 1; i < at.size(); ++i)
         EXPECT_NEAR(static_cast<double>(at[i] - at[i - 1]), 999'936.0, 2'000.0) << i;
 }

@@ -6,6 +6,7 @@
 #include "sim/SimTargetFactory.h"
 #include "sim/WavWriter.h"
 
+#include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
@@ -452,6 +453,33 @@ nmi:    rti
 
 // Power-on's order: hub with its rate, the emulator joins, the model, the devices and wires
 // by the names of the appliance's wires, all through the factory's interfaces.
+TEST(KtrDevices, TheSpeakerKeepsTheNewestTenSecondsAndRecordsThemAll) {
+    SimSpeaker speaker;
+    const auto level = [](uint8_t dac) { return static_cast<int16_t>((dac - 128) * 256); };
+    speaker.StartRecording();
+    speaker.OnAnalogInput(SimSpeaker::kAudio, 0xC0, 0.0); // the clock starts here
+    speaker.OnAnalogInput(SimSpeaker::kAudio, 0x40, 3.0); // 3 s at $C0, then $40
+    speaker.OnTime(12.5);
+    std::vector<int16_t> samples;
+    speaker.TakeSamples(samples);
+    // 12.5 s were produced; the buffer keeps the newest 10 s: 0.5 s of $C0, then 9.5 s of $40.
+    ASSERT_EQ(samples.size(), SimSpeaker::kBufferLimit);
+    const std::size_t high = 3 * SimSpeaker::kSampleRate - (551'250 - SimSpeaker::kBufferLimit);
+    EXPECT_EQ(std::count(samples.begin(), samples.end(), level(0xC0)), high);
+    EXPECT_EQ(samples[high - 1], level(0xC0));
+    EXPECT_EQ(samples[high], level(0x40));
+    EXPECT_EQ(std::count(samples.begin(), samples.end(), level(0x40)), samples.size() - high);
+    EXPECT_EQ(speaker.RecordedSamples(), 551'250u) << "the recording loses nothing";
+
+    // More than the limit in one step, and a step that owes part of a sample.
+    speaker.OnTime(30.0);
+    speaker.OnTime(30.0 + 0.5 / SimSpeaker::kSampleRate);
+    speaker.TakeSamples(samples = {});
+    ASSERT_EQ(samples.size(), SimSpeaker::kBufferLimit);
+    EXPECT_EQ(std::count(samples.begin(), samples.end(), level(0x40)), samples.size());
+    EXPECT_EQ(speaker.RecordedSamples(), 30u * SimSpeaker::kSampleRate + 1);
+}
+
 TEST(SimTargetFactory, PowerOnWiresTheSimulatorThroughTheInterfaces) {
     platform::QueueDispatcher dispatcher;
     SimTargetFactory factory(dispatcher, nullptr);

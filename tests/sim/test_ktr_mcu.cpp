@@ -342,5 +342,81 @@ nmi:    rti
     EXPECT_EQ(board.Peek(sfr::kModelId), 24);
 }
 
+// A program's reads of the registers are served from a copy of their values kept beside the
+// registers: after the program's own stores and after the debugger's, every register must read
+// the same through the CPU as through ReadMemory.
+TEST(KtrMcu, EveryRegisterReadsTheSameFromTheProgramAsFromTheDebugger) {
+    REQUIRE_CA65();
+    KtrBoard board(emulator_model::kKTR311);
+    LOAD(board, Program(R"(
+reset:  ldx #$FF
+        txs
+        lda #$5A
+        sta TRLDL
+        lda #$12
+        sta TRLDH
+        lda #(TCTL_RUN | TCTL_DIV64)
+        sta TCTL
+        lda #TCTL_DIV8          ; stopped again: the count stays where it is
+        sta TCTL
+        lda #$F0
+        sta P0DIR
+        lda #$A5
+        sta P0                  ; outputs show $A, the inputs read high
+        lda #$03
+        sta DAC
+        lda #(IRQ_TIMER | IRQ_KEY)
+        sta IER
+        lda #$0F
+        sta KEYEN
+        lda #WDT_64K
+        sta WDTCTL
+        lda #1
+        sta BANK
+copy:   ldx #0
+@next:  lda BANK,x              ; every register through the CPU, into $0300
+        sta $0300,x
+        inx
+        cpx #(MODELID - BANK + 1)
+        bne @next
+        stp
+irq:
+nmi:    rti
+)"));
+    const int count = sfr::kModelId - sfr::kBase + 1;
+    const auto compare = [&](const char* when) {
+        for (int i = 0; i < count; ++i)
+            EXPECT_EQ(board.Peek(0x0300 + i), board.Peek(sfr::kBase + i))
+                << when << ": register $" << std::hex << sfr::kBase + i;
+    };
+    ASSERT_TRUE(board.RunToStop());
+    compare("after the program's stores");
+    EXPECT_EQ(board.Peek(0x0300 + sfr::kBank - sfr::kBase), 1);
+    EXPECT_EQ(board.Peek(0x0300 + sfr::kDac - sfr::kBase), 3);
+    EXPECT_EQ(board.Peek(0x0300 + sfr::kP0 - sfr::kBase), 0xAF);
+    EXPECT_EQ(board.Peek(0x0300 + sfr::kTrldL - sfr::kBase), 0x5A);
+    EXPECT_EQ(board.Peek(0x0300 + sfr::kIer - sfr::kBase), sfr::kIrqTimer | sfr::kIrqKey);
+    EXPECT_EQ(board.Peek(0x0300 + sfr::kWdtctl - sfr::kBase), 1);
+    EXPECT_EQ(board.Peek(0x0300 + sfr::kModelId - sfr::kBase), 13);
+
+    // The debugger's stores, then the copy again.
+    const auto poke = [&](int32_t address, uint8_t value) {
+        int32_t one = 1;
+        board.Emu->WriteMemory(address, one, {value});
+    };
+    poke(sfr::kDac, 0x77);
+    poke(sfr::kP0Dir, 0xFF);
+    poke(sfr::kBank, 2);
+    poke(sfr::kIer, 0);
+    auto cpu = *board.Emu->GetCpuState();
+    cpu.PC = static_cast<uint16_t>(board.Label("copy"));
+    board.Emu->SetCpuState(cpu);
+    ASSERT_TRUE(board.RunToStop());
+    compare("after the debugger's stores");
+    EXPECT_EQ(board.Peek(0x0300 + sfr::kDac - sfr::kBase), 0x77);
+    EXPECT_EQ(board.Peek(0x0300 + sfr::kP0 - sfr::kBase), 0xA5) << "all eight lines drive now";
+    EXPECT_EQ(board.Peek(0x0300 + sfr::kBank - sfr::kBase), 2);
+}
+
 } // namespace
 } // namespace bx::sim::testing

@@ -1,7 +1,8 @@
 ; main.asm - the starter program of every KTR body.
 ;
 ; It shows the board's three devices at work:
-;   - the eight LEDs of SimpleUI on port P0 light one after the other, stepped by the timer;
+;   - the eight LEDs of SimpleUI on port P0 light one after the other, stepped by the timer's
+;     interrupt;
 ;   - the 4x4 keypad is scanned on port P2 (rows on P2.4-P2.7, driven low one at a time;
 ;     columns on P2.0-P2.3, read back, low while a key of the driven row is held);
 ;   - while any key is held the speaker sounds a square-wave tone through the DAC.
@@ -44,14 +45,13 @@ reset:  sei
         sta TRLDH
         lda #TCTL_RUN | TCTL_DIV256
         sta TCTL
+        lda #IRQ_TIMER          ; each underflow interrupts: the handler steps the LEDs
+        sta IER
+        cli
 
 main:   lda #WDT_KEY            ; keep the watchdog quiet
         sta WDTCLR
-        bbr0 IFR, @scan         ; no timer underflow yet: leave the LEDs alone
-        lda #IRQ_TIMER          ; acknowledge it (write 1 to clear)
-        sta IFR
-        jsr next_led
-@scan:  jsr scan_keypad
+        jsr scan_keypad
         lda key
         cmp #$FF
         beq @quiet
@@ -108,11 +108,12 @@ half_wave:
         bne @wait
         rts
 
-; Every interrupt source shares one vector; this program polls, so a stray interrupt only
-; has its flags cleared.
+; Every interrupt source shares one vector; only the timer's is enabled. The handler
+; acknowledges the underflow (write 1 to clear) and moves the LEDs on.
 irq:    pha
-        lda IFR
+        lda #IRQ_TIMER
         sta IFR
+        jsr next_led
         pla
 nmi:    rti
 
