@@ -31,6 +31,7 @@ constexpr double kMaxLagSeconds = 0.1;
 // two plain atomic accesses instead of the hub's lock and the wiring.
 class KtrEmulator::Ports : public KtrPortIo, public HubMember {
 public:
+    Ports() { NoListeners(); }
     ~Ports() override { Detach(); }
 
     void Attach(std::shared_ptr<SimHub> hub, int32_t id) {
@@ -49,6 +50,12 @@ public:
         if (hub_)
             hub_->Leave(id_, this);
         hub_.reset();
+        NoListeners();
+    }
+    // Without a hub no port write has anyone to reach.
+    void NoListeners() {
+        for (LazyDrive& drive : Drives)
+            drive.Needed.store(false);
     }
     SimHub* Hub() const { return hub_.get(); }
 
