@@ -25,9 +25,10 @@
 // Ports: the machine drives its outputs and reads its input pins through KtrPortIo (the
 // emulator's hub connection); without one the pins read high.
 //
-// The SFR block is no plain memory, but most accesses to it are served inline on the bus from a
-// view of the registers' values (sfrView_) and the ports' shared atomics; the view is brought up
-// to date by every register change made on the slow paths.
+// The SFR block is no plain memory, but most accesses to it are served inline on the bus: reads
+// from a view of the registers' values (sfrView_, with the ports' input pins as last sampled),
+// which every register change made on the slow paths brings up to date, and the common stores
+// of firmware by a few lines each.
 
 #include "sim/Cpu65C02.h"
 #include "sim/LazyDrive.h"
@@ -104,8 +105,8 @@ inline constexpr int32_t kSubClockHz = 32'768;
 // through atomics shared with the outside, so that a port access in the program costs no call:
 // the machine publishes each port's drive in Drives (the levels on its output pins, the driven
 // mask its direction register) and calls Deliver only when Drives says that a listener must
-// see the change at once; it reads the pins from Inputs, which the outside writes from any
-// thread.
+// see the change at once; it samples the pins from Inputs, which the outside writes from any
+// thread, at the start of every run and whenever a delivered change may have moved them.
 class KtrPortIo {
 public:
     virtual ~KtrPortIo() = default;

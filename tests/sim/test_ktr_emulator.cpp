@@ -159,6 +159,50 @@ nmi:    rti
     EXPECT_EQ(board.Stops.size(), 5u);
 }
 
+// The registers that programs read and write most are served without the bus's slow path; a
+// breakpoint on one of them must still stop.
+TEST(KtrEmulator, BreakpointsOnRegistersStopLikeThoseOnMemory) {
+    REQUIRE_CA65();
+    KtrBoard board(emulator_model::kKTR311);
+    LOAD(board, Program(R"(
+reset:  ldx #$FF
+        txs
+again:  lda P2
+afterr: lda #WDT_KEY
+        sta WDTCLR
+afterw: lda #$3C
+        sta P0
+afterp: stz DAC          ; the DAC's level already: no change
+afterd: lda IFR
+        stp
+irq:
+nmi:    rti
+)"));
+    ASSERT_TRUE(board.Emu->SetBreak(sfr::kP2, 2, 1));
+    ASSERT_TRUE(board.Emu->SetBreak(sfr::kWdtclr, 4, 1));
+    ASSERT_TRUE(board.Emu->SetBreak(sfr::kP0, 4, 1));
+    ASSERT_TRUE(board.Emu->SetBreak(sfr::kDac, 4, 1));
+    ASSERT_TRUE(board.RunToStop());
+    EXPECT_EQ(board.Stops.back(), (Stop{0, board.Label("afterr"), 2}));
+    ASSERT_TRUE(board.RunToStop());
+    EXPECT_EQ(board.Stops.back(), (Stop{0, board.Label("afterw"), 4}));
+    ASSERT_TRUE(board.RunToStop());
+    EXPECT_EQ(board.Stops.back(), (Stop{0, board.Label("afterp"), 4}));
+    ASSERT_TRUE(board.RunToStop());
+    EXPECT_EQ(board.Stops.back(), (Stop{0, board.Label("afterd"), 4}));
+    ASSERT_TRUE(board.RunToStop());
+    EXPECT_EQ(board.Stops.back().Cond, stop_cond::kStp);
+
+    // Cleared, the same registers run through without a stop.
+    ASSERT_TRUE(board.Emu->ClearBreak(0, 7, -1));
+    auto cpu = *board.Emu->GetCpuState();
+    cpu.PC = static_cast<uint16_t>(board.Label("again"));
+    board.Emu->SetCpuState(cpu);
+    ASSERT_TRUE(board.RunToStop());
+    EXPECT_EQ(board.Stops.back().Cond, stop_cond::kStp);
+    EXPECT_EQ(board.Stops.size(), 6u);
+}
+
 TEST(KtrEmulator, BreakpointsOutsideTheWindowFoldTheBankAndInsideItNameOneBank) {
     REQUIRE_CA65();
     KtrBoard board(emulator_model::kKTR310);
