@@ -201,13 +201,14 @@ public:
         Core c{*this};
         c.Execute();
         ++instructions_;
+        const int spent = static_cast<int>(c.Spent());
         c.Commit();
         if (stopRequested_) {
             // A stop requested during this instruction is served by its end.
             stopRequested_ = false;
             UpdateAttention();
         }
-        return static_cast<int>(c.cyc);
+        return spent;
     }
 
     // Runs whole instructions until at least cycleBudget cycles have passed (the last one may
@@ -236,7 +237,7 @@ public:
             }
             // The fast path: registers in a local Core that nothing outside this loop can see,
             // one check of the interrupt and stop inputs per instruction.
-            const uint64_t slice = std::min<uint64_t>(cycleBudget - spent, 1u << 30);
+            const uint64_t end = cycles_ + (cycleBudget - spent);
             Core c{*this};
             uint64_t executed = 0;
             // One dispatch site: the opcode comes either from the fetch block or from the bus,
@@ -252,7 +253,7 @@ public:
                     c.fetchBase = static_cast<uint16_t>(c.r.PC & 0xFFC0);
                     if (block != nullptr) [[likely]] {
                         op = block[c.r.PC & 0x3F];
-                        ++c.cyc;
+                        ++c.now;
                         ++c.r.PC;
                     } else {
                         if (c.bus.ExecuteBreak(c.r.PC)) [[unlikely]] {
@@ -274,10 +275,10 @@ public:
                 }
                 c.Dispatch(op);
                 ++executed;
-            } while (c.cyc < slice && (attention_ == 0 || OnlyMaskedIrq(c.r.P)));
+            } while (c.now < end && (attention_ == 0 || OnlyMaskedIrq(c.r.P)));
+            spent += c.Spent();
             c.Commit();
             instructions_ += executed;
-            spent += c.cyc;
         }
         stopRequested_ = false;
         UpdateAttention();
@@ -292,8 +293,10 @@ private:
         Cpu65C02& cpu;
         Bus& bus;
         CpuRegisters r;
-        unsigned cyc = 0;
-        const uint64_t base; // Cycles() when this Core began: cycle numbers for a TimedBus
+        // The cycle count (Cycles()) as the instruction goes: a TimedBus is given the number
+        // of each access's cycle. One counter rather than a start and an offset keeps one
+        // more machine register free in the run loop.
+        uint64_t now;
         // The fetch block of the running instruction's opcode (FetchBlock) and its address, or
         // null: operand bytes in the same block are taken from there without a bus call. The
         // block is side-effect free plain memory, and an instruction fetches all its operand
@@ -302,41 +305,43 @@ private:
         uint16_t fetchBase = 0;
 
         explicit Core(Cpu65C02& owner)
-            : cpu(owner), bus(owner.bus_), r(owner.regs_), base(owner.cycles_) {}
+            : cpu(owner), bus(owner.bus_), r(owner.regs_), now(owner.cycles_) {}
+        // The cycles since this Core began (before Commit).
+        uint64_t Spent() const { return now - cpu.cycles_; }
         void Commit() {
             cpu.regs_ = r;
-            cpu.cycles_ += cyc;
+            cpu.cycles_ = now;
         }
 
         // ---- Bus cycles ----
         BX_SIM_INLINE uint8_t Read(uint16_t a) {
             if constexpr (TimedBus<Bus>)
-                return bus.Read(a, base + cyc++);
+                return bus.Read(a, now++);
             else {
-                ++cyc;
+                ++now;
                 return bus.Read(a);
             }
         }
         BX_SIM_INLINE void Write(uint16_t a, uint8_t v) {
             if constexpr (TimedBus<Bus>)
-                bus.Write(a, v, base + cyc++);
+                bus.Write(a, v, now++);
             else {
-                ++cyc;
+                ++now;
                 bus.Write(a, v);
             }
         }
         BX_SIM_INLINE void DummyRead(uint16_t a) {
             if constexpr (TimedBus<Bus>)
-                bus.DummyRead(a, base + cyc++);
+                bus.DummyRead(a, now++);
             else {
-                ++cyc;
+                ++now;
                 bus.DummyRead(a);
             }
         }
         BX_SIM_INLINE uint8_t Fetch() {
             if constexpr (FetchBlockBus<Bus>) {
                 if (fetchBlock != nullptr && (r.PC & 0xFFC0) == fetchBase) [[likely]] {
-                    ++cyc;
+                    ++now;
                     return fetchBlock[r.PC++ & 0x3F];
                 }
             }
@@ -616,8 +621,8 @@ private:
         c.DummyRead(c.r.PC);
         c.DummyRead(c.r.PC);
         c.Interrupt(nmi ? kNmiVector : kIrqVector, false);
+        spent = static_cast<int>(c.Spent());
         c.Commit();
-        spent = static_cast<int>(c.cyc);
         return true;
     }
 
