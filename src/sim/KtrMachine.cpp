@@ -140,8 +140,8 @@ void KtrMachine::SetFlagEvent() {
 }
 
 void KtrMachine::RefreshSfrView() {
-    // The view holds what a read without side effects gives; IFR's due flags are left out,
-    // and a read at or after flagEvent_ doesn't use it.
+    // The view holds what a read without side effects gives; IFR's due flags are left out, and
+    // from the cycle SetFlagEvent names IFR is read through SfrRead.
     SamplePorts();
     for (unsigned i = 0; i < kSfrSize; ++i) {
         const uint16_t a = static_cast<uint16_t>(sfr::kBase + i);
