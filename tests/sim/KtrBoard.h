@@ -126,6 +126,32 @@ inline std::string Program(const std::string& body) {
            body + "\n";
 }
 
+// Scans a 4x4 keypad wired with its rows on P2.4-P2.7 and its columns on P2.0-P2.3: drives one
+// row low at a time and stores the column nibble of row r at $0200 + r, without end.
+inline const std::string kKeypadScanProgram = Program(R"(
+reset:  ldx #$FF
+        txs
+        lda #$F0
+        sta P2DIR
+scan:   ldx #0
+        lda #%11100000   ; row 0 low
+row:    ora #$0F
+        sta P2
+        pha
+        lda P2
+        and #$0F
+        sta $0200,x
+        pla
+        sec
+        rol a            ; next row low
+        inx
+        cpx #4
+        bne row
+        bra scan
+irq:
+nmi:    rti
+)");
+
 } // namespace bx::sim::testing
 
 // Skips a test that needs ca65/ld65 when they are not installed, saying so.

@@ -304,30 +304,7 @@ TEST(KtrDevices, AScanningProgramReadsTheKeypadThroughMappedNibbles) {
     ASSERT_TRUE(hub->ConnectDigital(2004, keypad.PinsetId("Column"), 0x0F, 2002, 2, 0x0F));
     EXPECT_EQ(keypad.Label(2, 1), "8");
     EXPECT_EQ(keypad.Label(3, 3), "D");
-    LOAD(board, Program(R"(
-; Drives one row low at a time and stores the column nibble of row r at $0200 + r.
-reset:  ldx #$FF
-        txs
-        lda #$F0
-        sta P2DIR
-scan:   ldx #0
-        lda #%11100000   ; row 0 low
-row:    ora #$0F
-        sta P2
-        pha
-        lda P2
-        and #$0F
-        sta $0200,x
-        pla
-        sec
-        rol a            ; next row low
-        inx
-        cpx #4
-        bne row
-        bra scan
-irq:
-nmi:    rti
-)"));
+    LOAD(board, kKeypadScanProgram);
     keypad.PressKey(2, 1); // "8"
     board.Emu->SetUnthrottled(true);
     board.Emu->Run();

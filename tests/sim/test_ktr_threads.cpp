@@ -185,30 +185,7 @@ TEST(KtrThreads, KeysPressedWhileTheProgramScansAreSeenByTheScan) {
     ASSERT_TRUE(keypad.Connect(hub->HubHandle(), device_id::kKeypad));
     ASSERT_TRUE(hub->ConnectDigital(2002, 2, 0xF0, 2004, SimKeypad::kRow, 0x0F));
     ASSERT_TRUE(hub->ConnectDigital(2004, SimKeypad::kColumn, 0x0F, 2002, 2, 0x0F));
-    LOAD(board, Program(R"(
-; Stores the column nibble of row r at $0200 + r, row after row, without end.
-reset:  ldx #$FF
-        txs
-        lda #$F0
-        sta P2DIR
-scan:   ldx #0
-        lda #%11100000
-row:    ora #$0F
-        sta P2
-        pha
-        lda P2
-        and #$0F
-        sta $0200,x
-        pla
-        sec
-        rol a
-        inx
-        cpx #4
-        bne row
-        bra scan
-irq:
-nmi:    rti
-)"));
+    LOAD(board, kKeypadScanProgram);
     board.Emu->SetUnthrottled(true);
     board.Emu->Run();
     for (int round = 0; round < 8; ++round) {
