@@ -1,10 +1,12 @@
 #include "platform/Archive.h"
 
+#include "platform/FileSystem.h"
 #include "platform/Paths.h"
 
 #include <algorithm>
 #include <archive.h>
 #include <archive_entry.h>
+#include <cstdio>
 #include <memory>
 
 namespace bx::platform {
@@ -117,6 +119,52 @@ bool ExtractArchive(const std::string& archivePath, const std::string& destinati
     }
     if (archive_write_close(writer.get()) != ARCHIVE_OK)
         return Fail(error, ReasonOf(writer.get()));
+    return true;
+}
+
+} // namespace bx::platform
+
+namespace bx::platform {
+
+bool WriteZipArchive(const std::string& archivePath, const std::vector<std::string>& files,
+                     std::string* error) {
+    std::unique_ptr<archive, WriterDeleter> writer(archive_write_new());
+    archive_write_set_format_zip(writer.get());
+    const std::string target = ToNativePath(archivePath);
+    // A temporary name first, so an archive half written over an older one never stands there.
+    const std::string partial = target + ".partial";
+    if (archive_write_open_filename(writer.get(), partial.c_str()) != ARCHIVE_OK)
+        return Fail(error, ReasonOf(writer.get()));
+    for (const std::string& file : files) {
+        const auto content = ReadFile(file);
+        if (!content)
+            continue;
+        std::unique_ptr<archive_entry, decltype(&archive_entry_free)> entry(archive_entry_new(),
+                                                                            &archive_entry_free);
+        const std::string name = file.substr(file.rfind('\\') + 1);
+        archive_entry_set_pathname(entry.get(), name.c_str());
+        archive_entry_set_filetype(entry.get(), AE_IFREG);
+        archive_entry_set_perm(entry.get(), 0644);
+        archive_entry_set_size(entry.get(), static_cast<la_int64_t>(content->size()));
+        if (archive_write_header(writer.get(), entry.get()) != ARCHIVE_OK ||
+            archive_write_data(writer.get(), content->data(), content->size()) < 0) {
+            const std::string reason = ReasonOf(writer.get());
+            writer.reset();
+            std::remove(partial.c_str());
+            return Fail(error, reason);
+        }
+    }
+    if (archive_write_close(writer.get()) != ARCHIVE_OK) {
+        const std::string reason = ReasonOf(writer.get());
+        writer.reset();
+        std::remove(partial.c_str());
+        return Fail(error, reason);
+    }
+    writer.reset();
+    if (std::rename(partial.c_str(), target.c_str()) != 0) {
+        std::remove(partial.c_str());
+        return Fail(error, "can't rename " + partial + " to " + target);
+    }
     return true;
 }
 

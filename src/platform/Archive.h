@@ -6,6 +6,7 @@
 // pointing out) is refused.
 
 #include <string>
+#include <vector>
 
 namespace bx::platform {
 
@@ -15,5 +16,15 @@ namespace bx::platform {
 // entries before it stay unpacked.
 bool ExtractArchive(const std::string& archive, const std::string& destination,
                     std::string* error = nullptr);
+
+} // namespace bx::platform
+
+namespace bx::platform {
+
+// Writes a zip archive holding the given files under their own names (both backslash form),
+// replacing an older archive of that path. A file that can't be read is left out. False when
+// the archive can't be written, with the reason in error (when given).
+bool WriteZipArchive(const std::string& archive, const std::vector<std::string>& files,
+                     std::string* error = nullptr);
 
 } // namespace bx::platform
