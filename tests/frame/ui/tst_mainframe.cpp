@@ -1,25 +1,211 @@
-// The main frame comes up on the offscreen platform with its caption and an empty MDI area.
+// The studio's frame on the offscreen platform: start-up and its stops, the menus and toolbar
+// mirroring the command state, and a whole road: New through the wizard, Build, and the tool's
+// verdict in the message pane.
+#include "build/ui/MessageWindow.h"
+#include "foundation/Diagnoser.h"
 #include "frame/ProductInfo.h"
+#include "frame/ui/ChildWindow.h"
 #include "frame/ui/MainFrame.h"
+#include "platform/FileSystem.h"
+#include "platform/Paths.h"
+#include "platform/ProgramFolder.h"
+#include "platform/ui/DialogRunner.h"
+#include "support/TempFolder.h"
+#include "support/TestDoubles.h"
 
-#include <QMdiArea>
-#include <QRegularExpression>
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QDialog>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QStandardPaths>
+#include <QTextBlock>
+#include <QToolBar>
 #include <QtTest>
+#include <functional>
+
+using namespace bx;
+
+namespace {
+
+// Runs no modal loop: records each dialog and lets the test fill and close it.
+class ScriptedDialogs : public ui::DialogRunner {
+public:
+    ScriptedDialogs() { ui::SetDialogRunner(this); }
+    ~ScriptedDialogs() override { ui::SetDialogRunner(nullptr); }
+    int Exec(QDialog& dialog) override {
+        shown << dialog.objectName();
+        return onDialog ? onDialog(dialog) : int(QDialog::Rejected);
+    }
+    QString OpenFileName(QWidget*, const QString&, const QString&) override { return file; }
+    QString ExistingFolder(QWidget*, const QString&) override { return folder; }
+
+    QStringList shown;
+    std::function<int(QDialog&)> onDialog;
+    QString file;
+    QString folder;
+};
+
+// A program folder with the shipped settings and an (empty) template folder for each body.
+void MakeProgramFolder(const test::TempFolder& folder) {
+    const auto settings =
+        platform::ReadFile(platform::FromNativePath(std::string(BX_SOURCE_DIR) + "/data/BX.gss"));
+    folder.WriteFile("BX.gss", settings.value_or(""));
+    for (const char* body : {"KTR310", "KTR311", "KTR640"})
+        folder.WriteFile(std::string("Templates\\Sarnova\\") + body + "\\keep.txt", "");
+}
+
+bool ToolsPresent() {
+    for (const char* tool : {"ca65", "ld65", "make"})
+        if (QStandardPaths::findExecutable(tool).isEmpty())
+            return false;
+    return true;
+}
+
+} // namespace
 
 class TestMainFrame : public QObject {
     Q_OBJECT
 private slots:
-    void showsCaptionWithBuildNumberAndEmptyMdiArea() {
-        bx::ui::MainFrame frame;
+    void startUpWithoutSettingsShowsOnlyTheSplashAndTheBox() {
+        test::TempFolder program;
+        platform::ScopedProgramFolder scoped(program.Path());
+        ScriptedDialogs dialogs;
+        test::ScriptedPrompter prompter;
+        Diagnoser diagnoser(program.Sub("vkbx.log"));
+        ui::MainFrame frame(&prompter, &diagnoser);
+        QVERIFY(!frame.Initialise());
+        QCOMPARE(dialogs.shown, QStringList{"frmSplash"});
+        QCOMPARE(prompter.Boxes().size(), std::size_t(1));
+        QCOMPARE(prompter.Boxes()[0].title, std::string("Error"));
+        QCOMPARE(prompter.Boxes()[0].text, std::string(kSettingsMissingText));
+        QVERIFY(!frame.isVisible());
+    }
+
+    void startUpWithUnusableTemplatesStops() {
+        test::TempFolder program;
+        MakeProgramFolder(program);
+        platform::DeleteFolderTree(program.Sub("Templates\\Sarnova\\KTR310"));
+        platform::ScopedProgramFolder scoped(program.Path());
+        ScriptedDialogs dialogs;
+        test::ScriptedPrompter prompter;
+        Diagnoser diagnoser(program.Sub("vkbx.log"));
+        ui::MainFrame frame(&prompter, &diagnoser);
+        QVERIFY(!frame.Initialise());
+        QCOMPARE(prompter.Boxes().back().title, std::string("Checking Templates"));
+        QCOMPARE(prompter.Boxes().back().text,
+                 std::string("Templates unusable. Please contact Sarnova."));
+    }
+
+    void menusAndToolbarMirrorTheCommandState() {
+        test::TempFolder program;
+        MakeProgramFolder(program);
+        platform::ScopedProgramFolder scoped(program.Path());
+        ScriptedDialogs dialogs;
+        test::ScriptedPrompter prompter;
+        Diagnoser diagnoser(program.Sub("vkbx.log"));
+        ui::MainFrame frame(&prompter, &diagnoser);
+        QVERIFY(frame.Initialise());
+        QCOMPARE(frame.windowTitle().toStdString(), FrameCaption());
+
+        CommandState& commands = frame.Frame().Commands();
+        commands.EnableApplianceMenus(true, true); // another state than the start's
+        commands.EnableDebugMenus(true);
+        commands.EnableRecentProjectMenus({"\\home\\a & b\\x.apl"});
+        for (const MenuItemSpec& spec : CommandState::MenuTable()) {
+            QAction* action = frame.MenuAction(spec.Name);
+            QVERIFY2(action, spec.Name);
+            const CommandItem& item = commands.Menu(spec.Name);
+            QCOMPARE(action->isEnabled(), item.Enabled);
+            QCOMPARE(action->isVisible(), item.Visible);
+            QCOMPARE(action->shortcut(), QKeySequence(spec.Shortcut, QKeySequence::PortableText));
+        }
+        QCOMPARE(frame.MenuAction("mnuDbgPower")->text(), QString("&Power Off"));
+        QCOMPARE(frame.MenuAction("mnuRecent(0)")->text(), QString("&1 /home/a && b/x.apl"));
+        QCOMPARE(frame.MenuAction("mnuDbgReset")->shortcut(), QKeySequence("Ctrl+Z"));
+        QCOMPARE(frame.MenuAction("mnuEditUndo")->shortcut(), QKeySequence("Alt+Backspace"));
+
+        const QList<QAction*> tools = frame.MainToolBar()->actions();
+        QCOMPARE(
+            std::count_if(tools.begin(), tools.end(), [](QAction* a) { return !a->isSeparator(); }),
+            qsizetype(18));
+        for (const ButtonSpec& spec : CommandState::ButtonTable()) {
+            QAction* button = frame.ButtonAction(spec.Key);
+            QVERIFY2(button, spec.Key);
+            QCOMPARE(button->toolTip(), QString(spec.ToolTip));
+            QCOMPARE(button->isEnabled(), commands.Button(spec.Key).Enabled);
+            QVERIFY2(!button->icon().isNull(), spec.Key);
+        }
+        QVERIFY(frame.ButtonAction("Power")->isChecked());
+        QVERIFY(frame.ExtenderToolBar()->actions().isEmpty());
+    }
+
+    void newApplianceBuildsWithTheToolOutputInThePane() {
+        if (!ToolsPresent())
+            QSKIP("ca65, ld65 or make is not installed: the end-to-end build is skipped");
+        test::TempFolder home;
+        qputenv("HOME", QByteArray::fromStdString(home.Native().string()));
+        platform::ScopedProgramFolder scoped(platform::FromNativePath(BX_PROGRAM_DIR));
+        ScriptedDialogs dialogs;
+        test::ScriptedPrompter prompter;
+        Diagnoser diagnoser(home.Sub("vkbx.log"));
+        ui::MainFrame frame(&prompter, &diagnoser);
+        QVERIFY(frame.Initialise());
         frame.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&frame));
-        const QString caption = frame.windowTitle();
-        QVERIFY(caption.startsWith("Sarnova Tessarine(TM) Real-Time Simulation Studio (Build #"));
-        QVERIFY(QRegularExpression(R"(\(Build #\d+\)$)").match(caption).hasMatch());
-        QCOMPARE(caption.toStdString(), bx::FrameCaption());
-        QVERIFY(frame.MdiArea() != nullptr);
-        QCOMPARE(frame.centralWidget(), frame.MdiArea());
-        QVERIFY(frame.MdiArea()->subWindowList().isEmpty());
+
+        dialogs.onDialog = [](QDialog& dialog) {
+            auto* name = dialog.findChild<QLineEdit*>("txtAppliance");
+            auto* body = dialog.findChild<QComboBox*>("cbMCUBody");
+            if (!name || !body)
+                return int(QDialog::Rejected);
+            name->selectAll();
+            QTest::keyClicks(name, "blinky");
+            body->setCurrentIndex(body->findText("KTR311"));
+            QTest::mouseClick(dialog.findChild<QPushButton*>("cmdDone"), Qt::LeftButton);
+            return dialog.result();
+        };
+        frame.Perform("mnuApplNew");
+        QVERIFY(dialogs.shown.contains("wizAppliance"));
+        QCOMPARE(prompter.Boxes().size(), std::size_t(0));
+        const std::string folder = home.Sub("SarnovaTessarineProject\\blinky\\");
+        QVERIFY(platform::FileExists(folder + "blinky.apl"));
+        QCOMPARE(frame.windowTitle().toStdString(),
+                 folder + " Sarnova Tessarine(TM) Real-Time Simulation Studio");
+        QVERIFY(frame.Child("frmMessage")->isVisible());
+        QVERIFY(frame.MenuAction("mnuBuildUpdated")->isEnabled());
+
+        frame.ButtonClicked("Build");
+        const QString pane = frame.Messages()->TextControl()->toPlainText();
+        QVERIFY2(pane.contains("Build completed."), qPrintable(pane));
+        QVERIFY(platform::FileExists(folder + "blinky.rom"));
+        QCOMPARE(frame.Frame().Commands().Menu("mnuRecent(0)").Caption, folder + "blinky.apl");
+    }
+
+    void clickOnAToolErrorLineAsksForThatFileAndLine() {
+        ui::MessageWindow pane;
+        pane.resize(600, 300);
+        pane.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&pane));
+        pane.PostMessage("Building files that are out-of-date.");
+        pane.PostMessage("src\\main.asm(42): Error: Unexpected trailing garbage characters");
+        pane.PostMessage("make: *** [Makefile:7: main.obj] Error 1");
+        QSignalSpy asked(&pane, &ui::MessageWindow::GotoFileLine);
+        QPlainTextEdit* text = pane.TextControl();
+        auto clickLine = [text](int line) {
+            QTextCursor cursor(text->document()->findBlockByNumber(line));
+            const QPoint at = text->cursorRect(cursor).center() + QPoint(4, 0);
+            QTest::mouseClick(text->viewport(), Qt::LeftButton, {}, at);
+        };
+        clickLine(1);
+        QCOMPARE(asked.size(), 1);
+        QCOMPARE(asked[0][0].toString(), QString("src\\main.asm"));
+        QCOMPARE(asked[0][1].toInt(), 42);
+        clickLine(0); // a line without "):"
+        clickLine(2);
+        QCOMPARE(asked.size(), 1);
     }
 };
 

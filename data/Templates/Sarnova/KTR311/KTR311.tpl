@@ -48,23 +48,23 @@
     </View>
   </Design>
   <Desktop>
-    <Set Name="Source" Width="1024" Height="768">
-      <Window Name="frmAppliance" Left="0" Top="0" Width="240" Height="540" Parameters="Visible"/>
-      <Window Name="frmSource" Left="240" Top="0" Width="784" Height="540" Parameters="Visible"/>
-      <Window Name="frmMessage" Left="0" Top="540" Width="1024" Height="160" Parameters="Visible"/>
+    <Set Name="Source" Width="0" Height="0">
+      <Window Name="frmAppliance" Left="0" Top="0" Width="1/4" Height="3/4" Parameters="Visible"/>
+      <Window Name="frmSource" Left="1/4" Top="0" Width="3/4" Height="3/4" Parameters="Visible"/>
+      <Window Name="frmMessage" Left="0" Top="3/4" Width="1/1" Height="1/4" Parameters="Visible"/>
     </Set>
-    <Set Name="Debug" Width="1024" Height="768">
-      <Window Name="frmSource" Left="0" Top="0" Width="584" Height="460" Parameters="Visible"/>
-      <Window Name="frmRegister" Left="584" Top="0" Width="220" Height="460" Parameters="Visible"/>
-      <Window Name="frmPrototyper" Left="804" Top="0" Width="220" Height="460" Parameters="Visible"/>
-      <Window Name="frmWatch" Left="0" Top="460" Width="400" Height="240" Parameters="Visible"/>
-      <Window Name="frmMemory" Left="400" Top="460" Width="624" Height="240" Parameters="Visible"/>
+    <Set Name="Debug" Width="0" Height="0">
+      <Window Name="frmSource" Left="0" Top="0" Width="9/16" Height="2/3" Parameters="Visible"/>
+      <Window Name="frmRegister" Left="9/16" Top="0" Width="3/16" Height="2/3" Parameters="Visible"/>
+      <Window Name="frmPrototyper" Left="3/4" Top="0" Width="1/4" Height="2/3" Parameters="Visible"/>
+      <Window Name="frmWatch" Left="0" Top="2/3" Width="3/8" Height="1/3" Parameters="Visible"/>
+      <Window Name="frmMemory" Left="3/8" Top="2/3" Width="5/8" Height="1/3" Parameters="Visible"/>
     </Set>
-    <Set Name="Ice" Width="1024" Height="768">
-      <Window Name="frmSource" Left="0" Top="0" Width="700" Height="460" Parameters="Visible"/>
-      <Window Name="frmRegister" Left="700" Top="0" Width="324" Height="460" Parameters="Visible"/>
-      <Window Name="frmWatch" Left="0" Top="460" Width="400" Height="240" Parameters="Visible"/>
-      <Window Name="frmMemory" Left="400" Top="460" Width="624" Height="240" Parameters="Visible"/>
+    <Set Name="Ice" Width="0" Height="0">
+      <Window Name="frmSource" Left="0" Top="0" Width="2/3" Height="2/3" Parameters="Visible"/>
+      <Window Name="frmRegister" Left="2/3" Top="0" Width="1/3" Height="2/3" Parameters="Visible"/>
+      <Window Name="frmWatch" Left="0" Top="2/3" Width="3/8" Height="1/3" Parameters="Visible"/>
+      <Window Name="frmMemory" Left="3/8" Top="2/3" Width="5/8" Height="1/3" Parameters="Visible"/>
     </Set>
   </Desktop>
   <Code>

@@ -1,0 +1,42 @@
+#include "frame/ui/ChildWindow.h"
+
+#include <QCloseEvent>
+#include <QLabel>
+
+namespace bx::ui {
+
+ChildWindow::ChildWindow(const QString& name, const QString& caption, QWidget* parent)
+    : QMdiSubWindow(parent) {
+    setObjectName(name);
+    setWindowTitle(caption);
+    // The frame keeps its children for the whole run; closing one only hides it.
+    setAttribute(Qt::WA_DeleteOnClose, false);
+}
+
+void ChildWindow::SetContent(QWidget* content) {
+    if (QWidget* old = widget()) {
+        setWidget(nullptr);
+        old->deleteLater();
+    }
+    setWidget(content);
+}
+
+void ChildWindow::SetEmptyState(const QString& title, const QString& text) {
+    auto* note = new QLabel(
+        QString("<p><b>%1</b></p><p>%2</p>").arg(title.toHtmlEscaped(), text.toHtmlEscaped()));
+    note->setAlignment(Qt::AlignCenter);
+    note->setWordWrap(true);
+    note->setMargin(16);
+    note->setForegroundRole(QPalette::PlaceholderText);
+    note->setBackgroundRole(QPalette::Base);
+    note->setAutoFillBackground(true);
+    SetContent(note);
+}
+
+void ChildWindow::closeEvent(QCloseEvent* event) {
+    event->ignore();
+    hide();
+    emit CloseRequested();
+}
+
+} // namespace bx::ui
