@@ -7,6 +7,7 @@
 #include "platform/Paths.h"
 #include "platform/Process.h"
 #include "platform/ProgramFolder.h"
+#include "settings/Configuration.h"
 #include "settings/GlobalSettings.h"
 
 #include <algorithm>
@@ -105,12 +106,7 @@ bool OpenAppliance(Appliance& appliance, GlobalSettings& settings, const std::st
         err << prefix << error.Description << "\n";
         return false;
     }
-    appliance.ExtEditor = settings.ExtEditorCommand;
-    appliance.ExtDebugger = settings.ExtDebuggerDriver;
-    appliance.ExtBuilder = settings.ExtBuilderCommand;
-    appliance.ExtEditorInUse = settings.ExtEditorInUse;
-    appliance.ExtDebuggerInUse = settings.ExtDebuggerInUse;
-    appliance.ExtBuilderInUse = settings.ExtBuilderInUse;
+    CopyExternalTools(settings, appliance);
     return true;
 }
 

@@ -10,6 +10,7 @@
 #include "platform/FileSystem.h"
 #include "platform/ProgramFolder.h"
 #include "platform/SystemInfo.h"
+#include "settings/Configuration.h"
 #include "settings/GlobalSettings.h"
 #include "settings/Templates.h"
 
@@ -159,12 +160,7 @@ void FrameCommands::GiveApplianceToChildren(bool traced) {
 
 void FrameCommands::ApplyRateAndBodyOfSettings() {
     Appliance& appliance = *appliance_;
-    appliance.ExtEditor = settings_.ExtEditorCommand;
-    appliance.ExtDebugger = settings_.ExtDebuggerDriver;
-    appliance.ExtBuilder = settings_.ExtBuilderCommand;
-    appliance.ExtEditorInUse = settings_.ExtEditorInUse;
-    appliance.ExtDebuggerInUse = settings_.ExtDebuggerInUse;
-    appliance.ExtBuilderInUse = settings_.ExtBuilderInUse;
+    CopyExternalTools(settings_, appliance);
 
     SetRateparam(appliance);
 

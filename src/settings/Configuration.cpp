@@ -38,24 +38,25 @@ ExternalTools ToolsOf(const GlobalSettings& settings) {
             settings.ExtEditorInUse,   settings.ExtBuilderInUse,   settings.ExtDebuggerInUse};
 }
 
+void CopyExternalTools(const GlobalSettings& settings, Appliance& appliance) {
+    appliance.ExtEditor = settings.ExtEditorCommand;
+    appliance.ExtBuilder = settings.ExtBuilderCommand;
+    appliance.ExtDebugger = settings.ExtDebuggerDriver;
+    appliance.ExtEditorInUse = settings.ExtEditorInUse;
+    appliance.ExtBuilderInUse = settings.ExtBuilderInUse;
+    appliance.ExtDebuggerInUse = settings.ExtDebuggerInUse;
+}
+
 void ApplyConfiguration(GlobalSettings& settings, Appliance* appliance, const ExternalTools& tools,
                         int ratePosition) {
     settings.ExtEditorCommand = tools.Editor;
     settings.ExtBuilderCommand = tools.Builder;
     settings.ExtDebuggerDriver = tools.IceDriver;
-    if (appliance) {
-        appliance->ExtEditor = tools.Editor;
-        appliance->ExtBuilder = tools.Builder;
-        appliance->ExtDebugger = tools.IceDriver;
-    }
     settings.ExtEditorInUse = tools.EditorInUse;
     settings.ExtBuilderInUse = tools.BuilderInUse;
     settings.ExtDebuggerInUse = tools.IceInUse;
-    if (appliance) {
-        appliance->ExtEditorInUse = tools.EditorInUse;
-        appliance->ExtBuilderInUse = tools.BuilderInUse;
-        appliance->ExtDebuggerInUse = tools.IceInUse;
-    }
+    if (appliance)
+        CopyExternalTools(settings, *appliance);
     settings.Touch();
     if (appliance && ratePosition >= 0 && ratePosition < 5) {
         appliance->RateMultiplier = kRateSteps[ratePosition].Multiplier;

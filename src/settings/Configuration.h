@@ -34,6 +34,9 @@ struct ExternalTools {
     bool operator==(const ExternalTools&) const = default;
 };
 
+// The settings' three tools and in-use flags into the appliance: the installation's tools hold
+// for every appliance, whatever its file says.
+void CopyExternalTools(const GlobalSettings& settings, Appliance& appliance);
 // What the dialog shows of the settings.
 ExternalTools ToolsOf(const GlobalSettings& settings);
 // cmdDone: the tools into the settings (which are marked changed), then into the appliance when

@@ -1,6 +1,6 @@
 #include "appliance_editor/ui/ApplianceWizardDialog.h"
 
-#include "frame/ui/SidePicture.h"
+#include "frame/ui/DialogParts.h"
 #include "frame/ui/StudioIcons.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
@@ -85,12 +85,7 @@ ApplianceWizardDialog::ApplianceWizardDialog(ApplianceWizard& wizard, QWidget* p
     note->setWordWrap(true);
     note->setForegroundRole(QPalette::PlaceholderText);
 
-    auto* buttons = new QDialogButtonBox(this);
-    QPushButton* done = buttons->addButton("Done", QDialogButtonBox::AcceptRole);
-    done->setObjectName("cmdDone");
-    done->setDefault(true);
-    QPushButton* cancel = buttons->addButton("Cancel", QDialogButtonBox::RejectRole);
-    cancel->setObjectName("cmdCancel");
+    const auto [buttons, done, cancel] = MakeDoneCancel(this);
 
     auto* right = new QVBoxLayout;
     right->addWidget(lblTitle_);

@@ -1,7 +1,7 @@
 #include "settings/ui/ConfigDialog.h"
 
 #include "appliance/Appliance.h"
-#include "frame/ui/SidePicture.h"
+#include "frame/ui/DialogParts.h"
 #include "settings/GlobalSettings.h"
 
 #include <QCheckBox>
@@ -61,12 +61,7 @@ ConfigDialog::ConfigDialog(GlobalSettings& settings, Appliance* appliance, QWidg
         lblSimRates_->setText(RateSteps()[static_cast<std::size_t>(position)].Text);
     });
 
-    auto* buttons = new QDialogButtonBox(this);
-    QPushButton* done = buttons->addButton("Done", QDialogButtonBox::AcceptRole);
-    done->setObjectName("cmdDone");
-    done->setDefault(true);
-    QPushButton* cancel = buttons->addButton("Cancel", QDialogButtonBox::RejectRole);
-    cancel->setObjectName("cmdCancel");
+    const auto [buttons, done, cancel] = MakeDoneCancel(this);
     connect(done, &QPushButton::clicked, this, &ConfigDialog::Done);
     connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
 

@@ -58,6 +58,18 @@ void MakeProgramFolder(const test::TempFolder& folder) {
         folder.WriteFile(std::string("Templates\\Sarnova\\") + body + "\\keep.txt", "");
 }
 
+// The frame of a test in a program folder, with its boxes and dialogs scripted.
+struct Studio {
+    Studio(const std::string& programFolder, const std::string& logFolder)
+        : scoped(programFolder), diagnoser(logFolder + "\\vkbx.log"), frame(&prompter, &diagnoser) {
+    }
+    platform::ScopedProgramFolder scoped;
+    ScriptedDialogs dialogs;
+    test::ScriptedPrompter prompter;
+    Diagnoser diagnoser;
+    ui::MainFrame frame;
+};
+
 bool ToolsPresent() {
     for (const char* tool : {"ca65", "ld65", "make"})
         if (QStandardPaths::findExecutable(tool).isEmpty())
@@ -72,42 +84,31 @@ class TestMainFrame : public QObject {
 private slots:
     void startUpWithoutSettingsShowsOnlyTheSplashAndTheBox() {
         test::TempFolder program;
-        platform::ScopedProgramFolder scoped(program.Path());
-        ScriptedDialogs dialogs;
-        test::ScriptedPrompter prompter;
-        Diagnoser diagnoser(program.Sub("vkbx.log"));
-        ui::MainFrame frame(&prompter, &diagnoser);
-        QVERIFY(!frame.Initialise());
-        QCOMPARE(dialogs.shown, QStringList{"frmSplash"});
-        QCOMPARE(prompter.Boxes().size(), std::size_t(1));
-        QCOMPARE(prompter.Boxes()[0].title, std::string("Error"));
-        QCOMPARE(prompter.Boxes()[0].text, std::string(kSettingsMissingText));
-        QVERIFY(!frame.isVisible());
+        Studio studio(program.Path(), program.Path());
+        QVERIFY(!studio.frame.Initialise());
+        QCOMPARE(studio.dialogs.shown, QStringList{"frmSplash"});
+        QCOMPARE(studio.prompter.Boxes().size(), std::size_t(1));
+        QCOMPARE(studio.prompter.Boxes()[0].title, std::string("Error"));
+        QCOMPARE(studio.prompter.Boxes()[0].text, std::string(kSettingsMissingText));
+        QVERIFY(!studio.frame.isVisible());
     }
 
     void startUpWithUnusableTemplatesStops() {
         test::TempFolder program;
         MakeProgramFolder(program);
         platform::DeleteFolderTree(program.Sub("Templates\\Sarnova\\KTR310"));
-        platform::ScopedProgramFolder scoped(program.Path());
-        ScriptedDialogs dialogs;
-        test::ScriptedPrompter prompter;
-        Diagnoser diagnoser(program.Sub("vkbx.log"));
-        ui::MainFrame frame(&prompter, &diagnoser);
-        QVERIFY(!frame.Initialise());
-        QCOMPARE(prompter.Boxes().back().title, std::string("Checking Templates"));
-        QCOMPARE(prompter.Boxes().back().text,
+        Studio studio(program.Path(), program.Path());
+        QVERIFY(!studio.frame.Initialise());
+        QCOMPARE(studio.prompter.Boxes().back().title, std::string("Checking Templates"));
+        QCOMPARE(studio.prompter.Boxes().back().text,
                  std::string("Templates unusable. Please contact Sarnova."));
     }
 
     void menusAndToolbarMirrorTheCommandState() {
         test::TempFolder program;
         MakeProgramFolder(program);
-        platform::ScopedProgramFolder scoped(program.Path());
-        ScriptedDialogs dialogs;
-        test::ScriptedPrompter prompter;
-        Diagnoser diagnoser(program.Sub("vkbx.log"));
-        ui::MainFrame frame(&prompter, &diagnoser);
+        Studio studio(program.Path(), program.Path());
+        ui::MainFrame& frame = studio.frame;
         QVERIFY(frame.Initialise());
         QCOMPARE(frame.windowTitle().toStdString(), FrameCaption());
 
@@ -148,11 +149,10 @@ private slots:
             QSKIP("ca65, ld65 or make is not installed: the end-to-end build is skipped");
         test::TempFolder home;
         qputenv("HOME", QByteArray::fromStdString(home.Native().string()));
-        platform::ScopedProgramFolder scoped(platform::FromNativePath(BX_PROGRAM_DIR));
-        ScriptedDialogs dialogs;
-        test::ScriptedPrompter prompter;
-        Diagnoser diagnoser(home.Sub("vkbx.log"));
-        ui::MainFrame frame(&prompter, &diagnoser);
+        Studio studio(platform::FromNativePath(BX_PROGRAM_DIR), home.Path());
+        ui::MainFrame& frame = studio.frame;
+        ScriptedDialogs& dialogs = studio.dialogs;
+        test::ScriptedPrompter& prompter = studio.prompter;
         QVERIFY(frame.Initialise());
         frame.show();
 

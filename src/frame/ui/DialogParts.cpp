@@ -1,10 +1,12 @@
-#include "frame/ui/SidePicture.h"
+#include "frame/ui/DialogParts.h"
 
 #include "frame/ui/StudioIcons.h"
 
+#include <QDialogButtonBox>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPalette>
+#include <QPushButton>
 
 namespace bx::ui {
 
@@ -24,6 +26,16 @@ QPixmap SidePicture(const QPalette& palette, const QString& subject, int width, 
     painter.drawText(QRect(8, 48 + mark, width - 16, 60), Qt::AlignHCenter | Qt::TextWordWrap,
                      subject);
     return picture;
+}
+
+DoneCancel MakeDoneCancel(QWidget* dialog) {
+    auto* box = new QDialogButtonBox(dialog);
+    QPushButton* done = box->addButton("Done", QDialogButtonBox::AcceptRole);
+    done->setObjectName("cmdDone");
+    done->setDefault(true);
+    QPushButton* cancel = box->addButton("Cancel", QDialogButtonBox::RejectRole);
+    cancel->setObjectName("cmdCancel");
+    return {box, done, cancel};
 }
 
 } // namespace bx::ui
