@@ -4,10 +4,12 @@
 #include "appliance_editor/QueryUnload.h"
 #include "appliance_editor/ui/ApplianceWizardDialog.h"
 #include "build/ui/MessageWindow.h"
+#include "editor/ui/SourceWindow.h"
 #include "foundation/Diagnoser.h"
 #include "foundation/Error.h"
 #include "frame/DesktopLayout.h"
 #include "frame/ProductInfo.h"
+#include "frame/ui/ChildContents.h"
 #include "frame/ui/ChildWindow.h"
 #include "frame/ui/SplashWindow.h"
 #include "frame/ui/StatusWindow.h"
@@ -86,6 +88,80 @@ private:
     std::unique_ptr<QWidget> window_;
 };
 
+// The stand-ins of windows whose contents aren't part of the studio yet: a note saying so, and
+// the answers of a window with nothing in it.
+QLabel* NoteWidget(const QString& title) {
+    auto* note = new QLabel(QString("<p><b>%1</b></p><p>Not part of this build of the studio "
+                                    "yet.</p>")
+                                .arg(title.toHtmlEscaped()));
+    note->setAlignment(Qt::AlignCenter);
+    note->setWordWrap(true);
+    note->setMargin(16);
+    note->setForegroundRole(QPalette::PlaceholderText);
+    note->setBackgroundRole(QPalette::Base);
+    note->setAutoFillBackground(true);
+    return note;
+}
+
+class NoApplianceEditor : public QWidget, public ApplianceContent {
+public:
+    explicit NoApplianceEditor(Prompter& prompter) : prompter_(prompter) {
+        auto* layout = new QVBoxLayout(this);
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->addWidget(NoteWidget("Appliance editor"));
+    }
+    QWidget* Widget() override { return this; }
+    void SetAppliance(Appliance* appliance) override { appliance_ = appliance; }
+    void SetSettings(GlobalSettings*) override {}
+    bool QueryUnload() override { return DoQueryUnload(appliance_, prompter_); }
+    void Update(bool) override {}
+    std::shared_ptr<View> ActiveView() override {
+        return appliance_ ? appliance_->Views().First() : nullptr;
+    }
+    void EditEnabled(bool) override {}
+
+private:
+    Prompter& prompter_;
+    Appliance* appliance_ = nullptr;
+};
+
+class NoInspector : public QWidget, public InspectorContent {
+public:
+    explicit NoInspector(const QString& title) {
+        auto* layout = new QVBoxLayout(this);
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->addWidget(NoteWidget(title));
+    }
+    QWidget* Widget() override { return this; }
+    void SetAppliance(Appliance*) override {}
+    void EnableDebug(bool) override {}
+};
+
+class NoPrototyper : public QWidget, public PrototyperContent {
+public:
+    NoPrototyper() {
+        auto* layout = new QVBoxLayout(this);
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->addWidget(NoteWidget("Device panel"));
+    }
+    QWidget* Widget() override { return this; }
+    void SetAppliance(Appliance*) override {}
+    Facade* PanelFacade() override { return nullptr; }
+    void SetDesignView(std::shared_ptr<View>) override {}
+};
+
+// Without a plug-in host the extender toolbar stays empty, as it does without plug-ins.
+class NoExtender : public QWidget, public ExtenderContent {
+public:
+    explicit NoExtender(QToolBar* toolbar) : toolbar_(toolbar) {}
+    QWidget* Widget() override { return this; }
+    void SetAppliance(Appliance*) override {}
+    void FillToolbar() override { toolbar_->clear(); }
+
+private:
+    QToolBar* toolbar_;
+};
+
 // Where the trace log goes: the program's folder, or the system's temporary folder when the
 // program's folder can't be written (an installation owned by another user).
 std::unique_ptr<Diagnoser> OpenDiagnoser() {
@@ -146,11 +222,12 @@ MainFrame::MainFrame(Prompter* prompter, const Diagnoser* diagnoser, QWidget* pa
     settings_ = std::make_unique<GlobalSettings>(*prompter_);
     unpackNotice_ = std::make_unique<WelcomeWindow>(this);
 
-    BuildChildren();
+    messages_ = new MessageWindow;
     commands_ = std::make_unique<FrameCommands>(*settings_, *this, *prompter_, *status_, *messages_,
                                                 *diagnoser_, this);
     BuildMenus();
     BuildToolBars();
+    BuildChildren();
     InstallHandlers();
     commands_->Commands().ItemChanged.Connect([this](const std::string& id) { SyncItem(id); });
     SyncAll();
@@ -192,23 +269,55 @@ ui::ChildWindow* MainFrame::AddChild(const char* name, const char* caption) {
 }
 
 void MainFrame::BuildChildren() {
-    const QString later = "Not part of this build of the studio yet.";
-    AddChild(child::kAppliance, "Appliance")->SetEmptyState("Appliance editor", later);
-    AddChild(child::kSource, "Source Editor")->SetEmptyState("Source editor", later);
-    messages_ = new MessageWindow;
+    auto* applianceWindow = new NoApplianceEditor(*prompter_);
+    AddChild(child::kAppliance, "Appliance")->SetContent(applianceWindow);
+    applianceContent_ = applianceWindow;
+
+    source_ = new SourceWindow(commands_->Commands());
+    ui::ChildWindow* sourceChild = AddChild(child::kSource, "Source Editor");
+    sourceChild->SetContent(source_);
+    connect(source_, &SourceWindow::CaptionChanged, sourceChild, &QWidget::setWindowTitle);
+    connect(source_, &SourceWindow::ShowRequested, sourceChild, [sourceChild] {
+        sourceChild->show();
+        sourceChild->raise();
+    });
+    connect(sourceChild, &ui::ChildWindow::CloseRequested, source_, &SourceWindow::ConfirmUnload);
+
     AddChild(child::kMessage, "Messages")->SetContent(messages_);
     connect(messages_, &MessageWindow::GotoFileLine, this, [this](const QString& file, int line) {
-        statusBar()->showMessage(QString("%1, line %2: the source editor is not part of this "
-                                         "build yet.")
-                                     .arg(file)
-                                     .arg(line),
-                                 5000);
+        source_->GotoFileLine(file.toStdString(), line);
     });
-    AddChild(child::kRegister, "Register Inspector")->SetEmptyState("Registers", later);
-    AddChild(child::kWatch, "Watches")->SetEmptyState("Watches", later);
-    AddChild(child::kMemory, "Memory")->SetEmptyState("Memory", later);
-    AddChild(child::kPrototyper, "Prototyper")->SetEmptyState("Device panel", later);
-    AddChild(child::kExtender, "Extender")->SetEmptyState("Extender", later);
+
+    const std::pair<const char*, const char*> inspectors[] = {
+        {child::kRegister, "Register Inspector"},
+        {child::kWatch, "Watches"},
+        {child::kMemory, "Memory"}};
+    for (const auto& [name, caption] : inspectors) {
+        auto* inspector = new NoInspector(caption);
+        AddChild(name, caption)->SetContent(inspector);
+        inspectors_[name] = inspector;
+    }
+    auto* prototyper = new NoPrototyper;
+    AddChild(child::kPrototyper, "Prototyper")->SetContent(prototyper);
+    prototyper_ = prototyper;
+    auto* extender = new NoExtender(tlbExtender_);
+    AddChild(child::kExtender, "Extender")->SetContent(extender);
+    extender_ = extender;
+}
+
+void MainFrame::SetContent(const std::string& name, ChildContent* content) {
+    ui::ChildWindow* window = Child(name);
+    if (!window || !content)
+        return;
+    if (name == child::kAppliance)
+        applianceContent_ = dynamic_cast<ApplianceContent*>(content);
+    else if (name == child::kPrototyper)
+        prototyper_ = dynamic_cast<PrototyperContent*>(content);
+    else if (name == child::kExtender)
+        extender_ = dynamic_cast<ExtenderContent*>(content);
+    else if (inspectors_.count(name))
+        inspectors_[name] = dynamic_cast<InspectorContent*>(content);
+    window->SetContent(content->Widget());
 }
 
 void MainFrame::BuildMenus() {
@@ -278,9 +387,33 @@ void MainFrame::InstallHandlers() {
     SetCommandHandler("mnuSetExtIce", [this] { ShowConfiguration(2); });
     SetCommandHandler("mnuDbgPower", [&frame] { frame.TogglePower(); });
     SetCommandHandler("mnuOptionPrompt", [this] {
-        commands_->Commands().SetChecked("mnuOptionPrompt",
-                                         menuActions_["mnuOptionPrompt"]->isChecked());
+        const bool on = menuActions_["mnuOptionPrompt"]->isChecked();
+        commands_->Commands().SetChecked("mnuOptionPrompt", on);
+        source_->Editor().EnablePromptWindows(on);
     });
+
+    // The source window's commands: the editor's, or the debugger's while it is in front.
+    SourceWindow& source = *source_;
+    SetCommandHandler("mnuSrcNew", [&source] { source.NewSource(""); });
+    SetCommandHandler("mnuSrcSave", [&source] { source.Editor().SaveTopMost(false); });
+    SetCommandHandler("mnuSrcSaveAs", [&source] { source.Editor().SaveTopMost(true); });
+    SetCommandHandler("mnuSrcClose", [&source] { source.Editor().CloseTopMost(); });
+    SetCommandHandler("mnuSrcAllClose", [&source] { source.Editor().CloseAllMost(); });
+    SetCommandHandler("mnuEditUndo", [&source] { source.Editor().Undo(); });
+    SetCommandHandler("mnuEditRedo", [&source] { source.Editor().Redo(); });
+    SetCommandHandler("mnuEditCut", [&source] { source.Editor().Cut(); });
+    SetCommandHandler("mnuEditCopy", [&source] { source.Editor().Copy(); });
+    SetCommandHandler("mnuEditPaste", [&source] { source.Editor().Paste(); });
+    SetCommandHandler("mnuEditFind", [&source] { source.FindNew(source.DebuggerInFront()); });
+    SetCommandHandler("mnuEditFindNext", [&source] { source.FindNext(source.DebuggerInFront()); });
+    SetCommandHandler("mnuEditReplace", [&source] { source.EditReplace(); });
+    SetCommandHandler("mnuDbgRun", [&source] { source.Continue(); });
+    SetCommandHandler("mnuDbgStepIn", [&source] { source.Step(); });
+    SetCommandHandler("mnuDbgStepOver", [&source] { source.StepOver(); });
+    SetCommandHandler("mnuDbgReset", [&source] { source.Reset(); });
+    SetCommandHandler("mnuDbgBreak", [&source] { source.Break(); });
+    SetCommandHandler("mnuBkptToggle", [&source] { source.ToggleBreak(-1, -1); });
+    SetCommandHandler("mnuBkptClearAll", [&source] { source.ClearAllBreaks(); });
     SetCommandHandler("mnuHelpProductWeb", [this] { OpenGuide(); });
     SetCommandHandler("mnuAboutBX", [this] { ShowAbout(); });
 }
@@ -495,31 +628,45 @@ void MainFrame::resizeEvent(QResizeEvent* event) {
 
 // ---- FrameWindows: children -------------------------------------------------------------------
 
-bool MainFrame::SaveAll(bool) {
-    // No documents are open until the studio has its source editor.
-    return true;
+bool MainFrame::SaveAll(bool force) {
+    return source_->SaveAll(false, force);
 }
 
-void MainFrame::Update(bool) {}
+void MainFrame::Update(bool refresh) {
+    applianceContent_->Update(refresh);
+}
 
 bool MainFrame::ApplianceWindowQueryUnload() {
-    if (!commands_->ApplianceOpen())
-        return true;
-    return DoQueryUnload(&commands_->CurrentAppliance(), *prompter_);
+    return applianceContent_->QueryUnload();
 }
 
 bool MainFrame::SourceWindowUnloadSave() {
-    return true;
+    return source_->UnloadSave();
 }
 
-bool MainFrame::SourceWindowSaveAll(bool) {
-    return true;
+bool MainFrame::SourceWindowSaveAll(bool prompt) {
+    return source_->SaveAll(prompt, false);
+}
+
+ChildContent* MainFrame::ContentOf(const std::string& name) const {
+    if (name == child::kAppliance)
+        return applianceContent_;
+    if (name == child::kPrototyper)
+        return prototyper_;
+    if (name == child::kExtender)
+        return extender_;
+    const auto inspector = inspectors_.find(name);
+    return inspector == inspectors_.end() ? nullptr : inspector->second;
 }
 
 void MainFrame::UnloadChild(const std::string& name) {
     if (name == child::kMessage) {
         messages_->SetAppliance(nullptr);
         messages_->ClearMessages();
+    } else if (name == child::kSource) {
+        source_->SetAppliance(nullptr);
+    } else if (ChildContent* content = ContentOf(name)) {
+        content->SetAppliance(nullptr);
     }
     if (ui::ChildWindow* window = Child(name)) {
         placing_ = true;
@@ -531,26 +678,35 @@ void MainFrame::UnloadChild(const std::string& name) {
 void MainFrame::GiveAppliance(const std::string& name, Appliance& appliance) {
     if (name == child::kMessage)
         messages_->SetAppliance(&appliance);
+    else if (name == child::kSource)
+        source_->SetAppliance(&appliance);
+    else if (ChildContent* content = ContentOf(name))
+        content->SetAppliance(&appliance);
 }
 
-void MainFrame::GiveSettings(GlobalSettings&) {}
+void MainFrame::GiveSettings(GlobalSettings& settings) {
+    applianceContent_->SetSettings(&settings);
+}
 
-void MainFrame::OpenSource(const std::string&) {}
+void MainFrame::OpenSource(const std::string& path) {
+    source_->LoadSource(path);
+}
 
-void MainFrame::SourceWindowStartup(bool) {}
+void MainFrame::SourceWindowStartup(bool) {
+    source_->Editor().LoadKeyWord();
+}
 
 bool MainFrame::SourceWindowPowerOn(bool on) {
-    if (!on)
-        return true;
-    prompter_->ask("Power On", "The debugger is not part of this build of the studio yet.",
-                   Buttons::Ok, Icon::Information);
-    return false;
+    return source_->PowerOn(on);
 }
 
-void MainFrame::InspectorsEnable(bool) {}
+void MainFrame::InspectorsEnable(bool enable) {
+    for (const char* name : {child::kMemory, child::kWatch, child::kRegister})
+        inspectors_[name]->EnableDebug(enable);
+}
 
 void MainFrame::FillExtenderToolbar() {
-    tlbExtender_->clear();
+    extender_->FillToolbar();
 }
 
 void MainFrame::SetCaption(const std::string& caption) {

@@ -27,8 +27,14 @@ class GlobalSettings;
 
 namespace bx::ui {
 
+class ApplianceContent;
+class ChildContent;
 class ChildWindow;
+class ExtenderContent;
+class InspectorContent;
 class MessageWindow;
+class PrototyperContent;
+class SourceWindow;
 class StatusWindow;
 
 class MainFrame : public QMainWindow, public FrameWindows, public FrameGeometry {
@@ -55,6 +61,14 @@ public:
     QToolBar* ExtenderToolBar() const { return tlbExtender_; }
     ui::ChildWindow* Child(const std::string& name) const;
     MessageWindow* Messages() const { return messages_; }
+    SourceWindow* Sources() const { return source_; }
+    ApplianceContent& ApplianceWindow() const { return *applianceContent_; }
+    PrototyperContent& Prototyper() const { return *prototyper_; }
+
+    // Puts a subsystem's window into a child (frmAppliance, frmRegister, frmWatch, frmMemory,
+    // frmPrototyper, frmExtender) in place of the frame's stand-in; the child owns the widget.
+    // content must implement the interface of that child (ChildContents.h).
+    void SetContent(const std::string& child, ChildContent* content);
     StatusWindow* Status() const { return status_; }
     Prompter& Prompts() { return *prompter_; }
     const std::string& DiagnosticSpecification() const { return diagnosticSpecification_; }
@@ -112,6 +126,8 @@ private:
     void OpenGuide();
     // Keeps where the windows of the desktop shown now stand, in its record.
     void RecordShownDesktop();
+    // The plugged-in contents of a child other than the source and message windows.
+    ChildContent* ContentOf(const std::string& name) const;
     ui::ChildWindow* AddChild(const char* name, const char* caption);
 
     std::unique_ptr<Prompter> ownPrompter_;
@@ -134,6 +150,12 @@ private:
     std::map<std::string, QAction*> buttonActions_;
     std::map<std::string, ui::ChildWindow*> children_;
     std::map<std::string, std::function<void()>> handlers_;
+
+    SourceWindow* source_ = nullptr;
+    ApplianceContent* applianceContent_ = nullptr;
+    std::map<std::string, InspectorContent*> inspectors_;
+    PrototyperContent* prototyper_ = nullptr;
+    ExtenderContent* extender_ = nullptr;
 
     // The desktop whose layout the windows show, and the appliance it belongs to.
     std::string shownDesktop_;

@@ -1,0 +1,252 @@
+#include "editor/ui/SourceWindow.h"
+
+#include "frame/CommandState.h"
+
+#include <QLabel>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+namespace bx::ui {
+
+namespace {
+
+constexpr const char* kSourceCaption = "Source Editor";
+constexpr const char* kDebugCaption = "Debugger (No Editing)";
+
+QLabel* Note(const QString& title) {
+    auto* note = new QLabel(QString("<p><b>%1</b></p><p>Not part of this build of the studio "
+                                    "yet.</p>")
+                                .arg(title));
+    note->setAlignment(Qt::AlignCenter);
+    note->setForegroundRole(QPalette::PlaceholderText);
+    note->setBackgroundRole(QPalette::Base);
+    note->setAutoFillBackground(true);
+    return note;
+}
+
+// The sides of a build that doesn't have them yet: a note, and the answers of a side with
+// nothing open.
+class NoEditor : public EditorSide {
+public:
+    NoEditor() : widget_(Note("Source editor")) { widget_->setObjectName("edtSource"); }
+    QWidget* Widget() override { return widget_; }
+    void SetAppliance(Appliance*) override {}
+
+private:
+    QWidget* widget_;
+};
+
+class NoDebugger : public DebuggerSide {
+public:
+    NoDebugger() : widget_(Note("Debugger")) { widget_->setObjectName("monDebug"); }
+    QWidget* Widget() override { return widget_; }
+    void SetAppliance(Appliance*) override {}
+
+private:
+    QWidget* widget_;
+};
+
+} // namespace
+
+SourceWindow::SourceWindow(CommandState& commands, QWidget* parent)
+    : QWidget(parent), commands_(commands), stack_(new QStackedWidget(this)) {
+    setObjectName("frmSourceHost");
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(stack_);
+    SetEditor(std::make_unique<NoEditor>());
+    SetDebugger(std::make_unique<NoDebugger>());
+    stack_->setCurrentWidget(editor_->Widget());
+}
+
+SourceWindow::~SourceWindow() = default;
+
+void SourceWindow::SetEditor(std::unique_ptr<EditorSide> editor) {
+    const bool front = !editor_ || stack_->currentWidget() == editor_->Widget();
+    if (editor_) {
+        stack_->removeWidget(editor_->Widget());
+        editor_->Widget()->deleteLater();
+    }
+    editor_ = std::move(editor);
+    stack_->insertWidget(0, editor_->Widget());
+    if (front)
+        stack_->setCurrentWidget(editor_->Widget());
+}
+
+void SourceWindow::SetDebugger(std::unique_ptr<DebuggerSide> debugger) {
+    const bool front = debugger_ && stack_->currentWidget() == debugger_->Widget();
+    if (debugger_) {
+        stack_->removeWidget(debugger_->Widget());
+        debugger_->Widget()->deleteLater();
+    }
+    debugger_ = std::move(debugger);
+    stack_->addWidget(debugger_->Widget());
+    if (front)
+        stack_->setCurrentWidget(debugger_->Widget());
+}
+
+bool SourceWindow::DebuggerInFront() const {
+    return stack_->currentWidget() == debugger_->Widget();
+}
+
+void SourceWindow::BringUpSource() {
+    emit CaptionChanged(kSourceCaption);
+    stack_->setCurrentWidget(editor_->Widget());
+}
+
+void SourceWindow::BringUpDebug() {
+    emit CaptionChanged(kDebugCaption);
+    stack_->setCurrentWidget(debugger_->Widget());
+}
+
+bool SourceWindow::DebugShowFileLine(const std::string& file, int line) {
+    BringUpDebug();
+    return debugger_->DebugShowFileLine(file, line);
+}
+
+void SourceWindow::FindNew(bool debug) {
+    if (debug) {
+        BringUpDebug();
+        debugger_->FindNew();
+    } else {
+        BringUpSource();
+        editor_->FindNew();
+    }
+}
+
+void SourceWindow::FindNext(bool debug) {
+    if (debug) {
+        BringUpDebug();
+        debugger_->FindNext();
+    } else {
+        BringUpSource();
+        editor_->FindNext();
+    }
+}
+
+void SourceWindow::EditReplace() {
+    BringUpSource();
+    editor_->EditReplace();
+}
+
+void SourceWindow::ClearAllBreaks() {
+    BringUpDebug();
+    debugger_->ClearAllBreaks();
+}
+
+void SourceWindow::ToggleBreak(int bank, int address) {
+    BringUpDebug();
+    if (bank < 0 || address < 0)
+        debugger_->ToggleBreak();
+    else if (address >= 1)
+        debugger_->ToggleBreakAt(bank, address);
+}
+
+void SourceWindow::StepOver() {
+    BringUpDebug();
+    debugger_->StepOver();
+}
+
+void SourceWindow::UpdatePC() {
+    debugger_->UpdatePC();
+}
+
+void SourceWindow::Update() {
+    debugger_->Update();
+}
+
+bool SourceWindow::PowerOn(bool on) {
+    if (on) {
+        commands_.EnableSourceOps(false);
+        BringUpDebug();
+        const bool started = debugger_->PowerOn();
+        if (!started)
+            commands_.EnableSourceOps(true);
+        return started;
+    }
+    const bool off = debugger_->QueryShutdown();
+    if (off) {
+        commands_.EnableRuntimeMenus(false);
+        commands_.EnableDebugMenus(true);
+    }
+    BringUpSource();
+    return off;
+}
+
+void SourceWindow::Continue() {
+    BringUpDebug();
+    debugger_->Continue();
+}
+
+bool SourceWindow::Break() {
+    const bool stopped = debugger_->Break();
+    if (stopped)
+        BringUpDebug();
+    return stopped;
+}
+
+void SourceWindow::Step() {
+    BringUpDebug();
+    debugger_->Step();
+}
+
+void SourceWindow::Reset() {
+    if (debugger_->QueryShutdown()) {
+        commands_.EnableRuntimeMenus(false);
+        commands_.EnableDebugMenus(true);
+    }
+    commands_.EnableSourceOps(false);
+    BringUpDebug();
+    debugger_->Reset();
+}
+
+void SourceWindow::GotoFileLine(const std::string& file, int line) {
+    emit ShowRequested();
+    BringUpSource();
+    editor_->LoadSource(file);
+    editor_->GotoLine(line);
+}
+
+void SourceWindow::SetAppliance(Appliance* appliance) {
+    editor_->SetAppliance(appliance);
+    debugger_->SetAppliance(appliance);
+}
+
+void SourceWindow::NewSource(const std::string& caption) {
+    emit ShowRequested();
+    BringUpSource();
+    editor_->NewSource(caption);
+}
+
+void SourceWindow::LoadSource(const std::string& path) {
+    emit ShowRequested();
+    BringUpSource();
+    editor_->LoadSource(path);
+}
+
+bool SourceWindow::SaveAll(bool prompt, bool force) {
+    return editor_->SaveAll(prompt, force);
+}
+
+bool SourceWindow::UnloadSave() {
+    return editor_->UnloadSave();
+}
+
+void SourceWindow::SourceOpened() {
+    commands_.EnableSourceOps(true);
+}
+
+void SourceWindow::SourceAllClosed() {
+    commands_.EnableSourceOps(false);
+    commands_.EnableObjManipulate(true);
+}
+
+void SourceWindow::SelectionMade() {
+    commands_.EnableSelectionOps(true);
+}
+
+void SourceWindow::SelectionCleared() {
+    commands_.EnableSelectionOps(false);
+}
+
+} // namespace bx::ui
