@@ -1,8 +1,8 @@
 #include "editor/ui/SourceWindow.h"
 
 #include "frame/CommandState.h"
+#include "frame/ui/ChildWindow.h"
 
-#include <QLabel>
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
@@ -13,22 +13,11 @@ namespace {
 constexpr const char* kSourceCaption = "Source Editor";
 constexpr const char* kDebugCaption = "Debugger (No Editing)";
 
-QLabel* Note(const QString& title) {
-    auto* note = new QLabel(QString("<p><b>%1</b></p><p>Not part of this build of the studio "
-                                    "yet.</p>")
-                                .arg(title));
-    note->setAlignment(Qt::AlignCenter);
-    note->setForegroundRole(QPalette::PlaceholderText);
-    note->setBackgroundRole(QPalette::Base);
-    note->setAutoFillBackground(true);
-    return note;
-}
-
 // The sides of a build that doesn't have them yet: a note, and the answers of a side with
 // nothing open.
 class NoEditor : public EditorSide {
 public:
-    NoEditor() : widget_(Note("Source editor")) { widget_->setObjectName("edtSource"); }
+    NoEditor() : widget_(NotYetNote("Source editor")) { widget_->setObjectName("edtSource"); }
     QWidget* Widget() override { return widget_; }
     void SetAppliance(Appliance*) override {}
 
@@ -38,7 +27,7 @@ private:
 
 class NoDebugger : public DebuggerSide {
 public:
-    NoDebugger() : widget_(Note("Debugger")) { widget_->setObjectName("monDebug"); }
+    NoDebugger() : widget_(NotYetNote("Debugger")) { widget_->setObjectName("monDebug"); }
     QWidget* Widget() override { return widget_; }
     void SetAppliance(Appliance*) override {}
 

@@ -21,22 +21,23 @@ void ChildWindow::SetContent(QWidget* content) {
     setWidget(content);
 }
 
-void ChildWindow::SetEmptyState(const QString& title, const QString& text) {
-    auto* note = new QLabel(
-        QString("<p><b>%1</b></p><p>%2</p>").arg(title.toHtmlEscaped(), text.toHtmlEscaped()));
+void ChildWindow::closeEvent(QCloseEvent* event) {
+    event->ignore();
+    hide();
+    emit CloseRequested();
+}
+
+QWidget* NotYetNote(const QString& title) {
+    auto* note = new QLabel(QString("<p><b>%1</b></p><p>Not part of this build of the studio "
+                                    "yet.</p>")
+                                .arg(title.toHtmlEscaped()));
     note->setAlignment(Qt::AlignCenter);
     note->setWordWrap(true);
     note->setMargin(16);
     note->setForegroundRole(QPalette::PlaceholderText);
     note->setBackgroundRole(QPalette::Base);
     note->setAutoFillBackground(true);
-    SetContent(note);
-}
-
-void ChildWindow::closeEvent(QCloseEvent* event) {
-    event->ignore();
-    hide();
-    emit CloseRequested();
+    return note;
 }
 
 } // namespace bx::ui

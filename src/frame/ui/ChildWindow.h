@@ -16,8 +16,6 @@ public:
     // The widget the window hosts; the window takes ownership.
     void SetContent(QWidget* content);
     QWidget* Content() const { return widget(); }
-    // A note in place of contents that this build doesn't have.
-    void SetEmptyState(const QString& title, const QString& text);
 
 signals:
     // The person asked the window to close (it hides).
@@ -26,5 +24,8 @@ signals:
 protected:
     void closeEvent(QCloseEvent* event) override;
 };
+
+// The note a window shows in place of contents that this build of the studio doesn't have.
+QWidget* NotYetNote(const QString& title);
 
 } // namespace bx::ui

@@ -90,25 +90,12 @@ private:
 
 // The stand-ins of windows whose contents aren't part of the studio yet: a note saying so, and
 // the answers of a window with nothing in it.
-QLabel* NoteWidget(const QString& title) {
-    auto* note = new QLabel(QString("<p><b>%1</b></p><p>Not part of this build of the studio "
-                                    "yet.</p>")
-                                .arg(title.toHtmlEscaped()));
-    note->setAlignment(Qt::AlignCenter);
-    note->setWordWrap(true);
-    note->setMargin(16);
-    note->setForegroundRole(QPalette::PlaceholderText);
-    note->setBackgroundRole(QPalette::Base);
-    note->setAutoFillBackground(true);
-    return note;
-}
-
 class NoApplianceEditor : public QWidget, public ApplianceContent {
 public:
     explicit NoApplianceEditor(Prompter& prompter) : prompter_(prompter) {
         auto* layout = new QVBoxLayout(this);
         layout->setContentsMargins(0, 0, 0, 0);
-        layout->addWidget(NoteWidget("Appliance editor"));
+        layout->addWidget(NotYetNote("Appliance editor"));
     }
     QWidget* Widget() override { return this; }
     void SetAppliance(Appliance* appliance) override { appliance_ = appliance; }
@@ -130,7 +117,7 @@ public:
     explicit NoInspector(const QString& title) {
         auto* layout = new QVBoxLayout(this);
         layout->setContentsMargins(0, 0, 0, 0);
-        layout->addWidget(NoteWidget(title));
+        layout->addWidget(NotYetNote(title));
     }
     QWidget* Widget() override { return this; }
     void SetAppliance(Appliance*) override {}
@@ -142,7 +129,7 @@ public:
     NoPrototyper() {
         auto* layout = new QVBoxLayout(this);
         layout->setContentsMargins(0, 0, 0, 0);
-        layout->addWidget(NoteWidget("Device panel"));
+        layout->addWidget(NotYetNote("Device panel"));
     }
     QWidget* Widget() override { return this; }
     void SetAppliance(Appliance*) override {}
