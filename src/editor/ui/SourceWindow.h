@@ -16,6 +16,8 @@ class QStackedWidget;
 namespace bx {
 class Appliance;
 class CommandState;
+class Emulator;
+class Symbler;
 } // namespace bx
 
 namespace bx::ui {
@@ -79,6 +81,9 @@ public:
     virtual bool QueryShutdown() { return true; }
     // Shows a file's line in the debugger's views; whether the file was found.
     virtual bool DebugShowFileLine(const std::string& /*file*/, int /*line*/) { return false; }
+    // The session's objects, for the breakpoint dialogs: null while powered off.
+    virtual std::shared_ptr<Emulator> CurrentEmulator() { return nullptr; }
+    virtual Symbler* Symbols() { return nullptr; }
 };
 
 class SourceWindow : public QWidget {

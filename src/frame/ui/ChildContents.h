@@ -13,6 +13,7 @@ class Appliance;
 class Emulator;
 class Facade;
 class GlobalSettings;
+class Watches;
 struct View;
 } // namespace bx
 
@@ -40,11 +41,18 @@ public:
     virtual void EditEnabled(bool enabled) = 0;
 };
 
-// frmRegister, frmWatch, frmMemory.
+// frmRegister, frmWatch, frmMemory. The debugger hands each power-on's Emulator to them and
+// has them reload after every stop, step and edit.
 class InspectorContent : public ChildContent {
 public:
     // Follows the debug menus: editing values is possible only while the target is halted.
     virtual void EnableDebug(bool enable) = 0;
+    // The target of this power-on (null after power-off).
+    virtual void SetEmulator(const std::shared_ptr<Emulator>& /*emulator*/) {}
+    // Reads the target again and shows what changed.
+    virtual void Reload() {}
+    // The program's code labels after a power-on (the watch window's symbol list).
+    virtual void SetSymbolList(const std::shared_ptr<Watches>& /*symbols*/) {}
 };
 
 // frmPrototyper.
