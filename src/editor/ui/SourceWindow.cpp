@@ -15,24 +15,28 @@ constexpr const char* kDebugCaption = "Debugger (No Editing)";
 
 // The sides of a build that doesn't have them yet: a note, and the answers of a side with
 // nothing open.
-class NoEditor : public EditorSide {
+class NoEditor : public QWidget, public EditorSide {
 public:
-    NoEditor() : widget_(NotYetNote("Source editor")) { widget_->setObjectName("edtSource"); }
-    QWidget* Widget() override { return widget_; }
+    NoEditor() {
+        setObjectName("edtSource");
+        auto* layout = new QVBoxLayout(this);
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->addWidget(NotYetNote("Source editor"));
+    }
+    QWidget* Widget() override { return this; }
     void SetAppliance(Appliance*) override {}
-
-private:
-    QWidget* widget_;
 };
 
-class NoDebugger : public DebuggerSide {
+class NoDebugger : public QWidget, public DebuggerSide {
 public:
-    NoDebugger() : widget_(NotYetNote("Debugger")) { widget_->setObjectName("monDebug"); }
-    QWidget* Widget() override { return widget_; }
+    NoDebugger() {
+        setObjectName("monDebug");
+        auto* layout = new QVBoxLayout(this);
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->addWidget(NotYetNote("Debugger"));
+    }
+    QWidget* Widget() override { return this; }
     void SetAppliance(Appliance*) override {}
-
-private:
-    QWidget* widget_;
 };
 
 } // namespace
@@ -43,32 +47,32 @@ SourceWindow::SourceWindow(CommandState& commands, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(stack_);
-    SetEditor(std::make_unique<NoEditor>());
-    SetDebugger(std::make_unique<NoDebugger>());
+    SetEditor(new NoEditor);
+    SetDebugger(new NoDebugger);
     stack_->setCurrentWidget(editor_->Widget());
 }
 
 SourceWindow::~SourceWindow() = default;
 
-void SourceWindow::SetEditor(std::unique_ptr<EditorSide> editor) {
+void SourceWindow::SetEditor(EditorSide* editor) {
     const bool front = !editor_ || stack_->currentWidget() == editor_->Widget();
     if (editor_) {
         stack_->removeWidget(editor_->Widget());
         editor_->Widget()->deleteLater();
     }
-    editor_ = std::move(editor);
+    editor_ = editor;
     stack_->insertWidget(0, editor_->Widget());
     if (front)
         stack_->setCurrentWidget(editor_->Widget());
 }
 
-void SourceWindow::SetDebugger(std::unique_ptr<DebuggerSide> debugger) {
+void SourceWindow::SetDebugger(DebuggerSide* debugger) {
     const bool front = debugger_ && stack_->currentWidget() == debugger_->Widget();
     if (debugger_) {
         stack_->removeWidget(debugger_->Widget());
         debugger_->Widget()->deleteLater();
     }
-    debugger_ = std::move(debugger);
+    debugger_ = debugger;
     stack_->addWidget(debugger_->Widget());
     if (front)
         stack_->setCurrentWidget(debugger_->Widget());
@@ -157,6 +161,7 @@ bool SourceWindow::PowerOn(bool on) {
     if (off) {
         commands_.EnableRuntimeMenus(false);
         commands_.EnableDebugMenus(true);
+        debugger_->PowerOff();
     }
     BringUpSource();
     return off;

@@ -22,7 +22,8 @@ class Symbler;
 
 namespace bx::ui {
 
-// The source editor as the host forwards to it.
+// The source editor as the host forwards to it. A side is a widget of its own (Widget()), and
+// the host's window owns it once plugged in.
 class EditorSide {
 public:
     virtual ~EditorSide() = default;
@@ -77,8 +78,11 @@ public:
     virtual void Update() {}
     // Power-on; true when debugging can begin.
     virtual bool PowerOn() { return false; }
-    // Power-off: whether the debugger let the session go (a running target is stopped).
+    // Before power-off and reset: a running target is stopped; whether the session may go on
+    // to the halted state.
     virtual bool QueryShutdown() { return true; }
+    // The power went off: the inspectors let the target go.
+    virtual void PowerOff() {}
     // Shows a file's line in the debugger's views; whether the file was found.
     virtual bool DebugShowFileLine(const std::string& /*file*/, int /*line*/) { return false; }
     // The session's objects, for the breakpoint dialogs: null while powered off.
@@ -93,8 +97,10 @@ public:
     SourceWindow(CommandState& commands, QWidget* parent = nullptr);
     ~SourceWindow() override;
 
-    void SetEditor(std::unique_ptr<EditorSide> editor);
-    void SetDebugger(std::unique_ptr<DebuggerSide> debugger);
+    // Plugs a side in; the window takes the side's widget (and with it the side) over, and
+    // lets the one before go.
+    void SetEditor(EditorSide* editor);
+    void SetDebugger(DebuggerSide* debugger);
     EditorSide& Editor() { return *editor_; }
     DebuggerSide& Debugger() { return *debugger_; }
 
@@ -146,8 +152,8 @@ signals:
 private:
     CommandState& commands_;
     QStackedWidget* stack_;
-    std::unique_ptr<EditorSide> editor_;
-    std::unique_ptr<DebuggerSide> debugger_;
+    EditorSide* editor_ = nullptr;
+    DebuggerSide* debugger_ = nullptr;
     bool unloadConfirmed_ = false;
 };
 

@@ -4,6 +4,7 @@
 #include "appliance_editor/QueryUnload.h"
 #include "appliance_editor/ui/ApplianceWizardDialog.h"
 #include "build/ui/MessageWindow.h"
+#include "debug/ui/DebuggerControl.h"
 #include "editor/ui/SourceWindow.h"
 #include "foundation/Diagnoser.h"
 #include "foundation/Error.h"
@@ -23,6 +24,7 @@
 #include "settings/GlobalSettings.h"
 #include "settings/Templates.h"
 #include "settings/ui/ConfigDialog.h"
+#include "sim/DevicePanel.h"
 
 #include <QAction>
 #include <QApplication>
@@ -124,6 +126,8 @@ public:
     void EnableDebug(bool) override {}
 };
 
+// The devices still work without the panel's window: the simulator's surface without a
+// window serves power-on, and nothing shows it.
 class NoPrototyper : public QWidget, public PrototyperContent {
 public:
     NoPrototyper() {
@@ -133,8 +137,11 @@ public:
     }
     QWidget* Widget() override { return this; }
     void SetAppliance(Appliance*) override {}
-    Facade* PanelFacade() override { return nullptr; }
+    Facade* PanelFacade() override { return &surface_; }
     void SetDesignView(std::shared_ptr<View>) override {}
+
+private:
+    sim::DevicePanel surface_;
 };
 
 // Without a plug-in host the extender toolbar stays empty, as it does without plug-ins.
@@ -261,6 +268,15 @@ void MainFrame::BuildChildren() {
     applianceContent_ = applianceWindow;
 
     source_ = new SourceWindow(commands_->Commands());
+    DebuggerNeighbours neighbours;
+    neighbours.PrototyperFacade = [this] { return prototyper_->PanelFacade(); };
+    neighbours.ActiveView = [this] { return applianceContent_->ActiveView(); };
+    neighbours.Registers = [this] { return inspectors_[child::kRegister]; };
+    neighbours.Watches = [this] { return inspectors_[child::kWatch]; };
+    neighbours.Memory = [this] { return inspectors_[child::kMemory]; };
+    debugger_ = new DebuggerControl(*prompter_, *status_, *diagnoser_, std::move(neighbours));
+    source_->SetDebugger(debugger_);
+    ConnectDebugger();
     ui::ChildWindow* sourceChild = AddChild(child::kSource, "Source Editor");
     sourceChild->SetContent(source_);
     connect(source_, &SourceWindow::CaptionChanged, sourceChild, &QWidget::setWindowTitle);
@@ -290,6 +306,37 @@ void MainFrame::BuildChildren() {
     auto* extender = new NoExtender(tlbExtender_);
     AddChild(child::kExtender, "Extender")->SetContent(extender);
     extender_ = extender;
+}
+
+void MainFrame::ConnectDebugger() {
+    CommandState& commands = commands_->Commands();
+    connect(debugger_, &DebuggerControl::Stopped, this, [this, &commands](int, int, int) {
+        // A stop the target made: the commands of a halted target, and the debugger in front.
+        commands.EnableRuntimeMenus(false);
+        commands.EnableDebugMenus(true);
+        source_->BringUpDebug();
+        if (ui::ChildWindow* window = Child(child::kSource)) {
+            window->show();
+            mdiArea_->setActiveSubWindow(window);
+        }
+        UpdateStepOver();
+    });
+    connect(debugger_, &DebuggerControl::RunStateChanged, this, [this, &commands](bool running) {
+        commands.EnableRuntimeMenus(running);
+        UpdateStepOver();
+    });
+    connect(debugger_, &DebuggerControl::LayoutUpdated, this, [this] { UpdateStepOver(); });
+    connect(debugger_, &DebuggerControl::BuildRequested, this,
+            [this] { commands_->PostBuildRequest(); });
+    connect(debugger_, &DebuggerControl::ResetKeyPressed, this, [this] { Perform("mnuDbgReset"); });
+    connect(debugger_, &DebuggerControl::BreakpointEditorRequested, this,
+            [this] { Perform("mnuBkptEdit"); });
+}
+
+void MainFrame::UpdateStepOver() {
+    // Step Over is there while the powered target is halted.
+    commands_->Commands().EnableStepOverMenusWithCheck(commands_->Powered() &&
+                                                       !debugger_->Running());
 }
 
 void MainFrame::SetContent(const std::string& name, ChildContent* content) {
@@ -372,7 +419,10 @@ void MainFrame::InstallHandlers() {
     SetCommandHandler("mnuSetExtEd", [this] { ShowConfiguration(0); });
     SetCommandHandler("mnuSetExtBuild", [this] { ShowConfiguration(1); });
     SetCommandHandler("mnuSetExtIce", [this] { ShowConfiguration(2); });
-    SetCommandHandler("mnuDbgPower", [&frame] { frame.TogglePower(); });
+    SetCommandHandler("mnuDbgPower", [this, &frame] {
+        frame.TogglePower();
+        UpdateStepOver();
+    });
     SetCommandHandler("mnuOptionPrompt", [this] {
         const bool on = menuActions_["mnuOptionPrompt"]->isChecked();
         commands_->Commands().SetChecked("mnuOptionPrompt", on);

@@ -30,6 +30,7 @@ namespace bx::ui {
 class ApplianceContent;
 class ChildContent;
 class ChildWindow;
+class DebuggerControl;
 class ExtenderContent;
 class InspectorContent;
 class MessageWindow;
@@ -62,6 +63,7 @@ public:
     ui::ChildWindow* Child(const std::string& name) const;
     MessageWindow* Messages() const { return messages_; }
     SourceWindow* Sources() const { return source_; }
+    DebuggerControl* Debugger() const { return debugger_; }
     ApplianceContent& ApplianceWindow() const { return *applianceContent_; }
     PrototyperContent& Prototyper() const { return *prototyper_; }
 
@@ -126,6 +128,9 @@ private:
     void OpenGuide();
     // Keeps where the windows of the desktop shown now stand, in its record.
     void RecordShownDesktop();
+    void ConnectDebugger();
+    // The frame's update after a stop, a run or a change of the debugger's tabs.
+    void UpdateStepOver();
     // The plugged-in contents of a child other than the source and message windows.
     ChildContent* ContentOf(const std::string& name) const;
     ui::ChildWindow* AddChild(const char* name, const char* caption);
@@ -152,6 +157,7 @@ private:
     std::map<std::string, std::function<void()>> handlers_;
 
     SourceWindow* source_ = nullptr;
+    DebuggerControl* debugger_ = nullptr;
     ApplianceContent* applianceContent_ = nullptr;
     std::map<std::string, InspectorContent*> inspectors_;
     PrototyperContent* prototyper_ = nullptr;
