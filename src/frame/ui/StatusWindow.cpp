@@ -61,7 +61,6 @@ void StatusWindow::Present() {
         move(centre - rect().center());
     }
     show();
-    raise();
     // The operation that called holds the UI thread: let the window paint now. A person's
     // clicks and keys wait, as re-entering a command in the middle of another isn't safe.
     QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);

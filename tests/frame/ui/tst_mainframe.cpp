@@ -10,8 +10,7 @@
 #include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
 #include "platform/ui/DialogRunner.h"
-#include "support/TempFolder.h"
-#include "support/TestDoubles.h"
+#include "support/StudioRig.h"
 
 #include <QAction>
 #include <QApplication>
@@ -29,55 +28,7 @@
 
 using namespace bx;
 
-namespace {
-
-// Runs no modal loop: records each dialog and lets the test fill and close it.
-class ScriptedDialogs : public ui::DialogRunner {
-public:
-    ScriptedDialogs() { ui::SetDialogRunner(this); }
-    ~ScriptedDialogs() override { ui::SetDialogRunner(nullptr); }
-    int Exec(QDialog& dialog) override {
-        shown << dialog.objectName();
-        return onDialog ? onDialog(dialog) : int(QDialog::Rejected);
-    }
-    QString OpenFileName(QWidget*, const QString&, const QString&) override { return file; }
-    QString ExistingFolder(QWidget*, const QString&) override { return folder; }
-
-    QStringList shown;
-    std::function<int(QDialog&)> onDialog;
-    QString file;
-    QString folder;
-};
-
-// A program folder with the shipped settings and an (empty) template folder for each body.
-void MakeProgramFolder(const test::TempFolder& folder) {
-    const auto settings =
-        platform::ReadFile(platform::FromNativePath(std::string(BX_SOURCE_DIR) + "/data/BX.gss"));
-    folder.WriteFile("BX.gss", settings.value_or(""));
-    for (const char* body : {"KTR310", "KTR311", "KTR640"})
-        folder.WriteFile(std::string("Templates\\Sarnova\\") + body + "\\keep.txt", "");
-}
-
-// The frame of a test in a program folder, with its boxes and dialogs scripted.
-struct Studio {
-    Studio(const std::string& programFolder, const std::string& logFolder)
-        : scoped(programFolder), diagnoser(logFolder + "\\vkbx.log"), frame(&prompter, &diagnoser) {
-    }
-    platform::ScopedProgramFolder scoped;
-    ScriptedDialogs dialogs;
-    test::ScriptedPrompter prompter;
-    Diagnoser diagnoser;
-    ui::MainFrame frame;
-};
-
-bool ToolsPresent() {
-    for (const char* tool : {"ca65", "ld65", "make"})
-        if (QStandardPaths::findExecutable(tool).isEmpty())
-            return false;
-    return true;
-}
-
-} // namespace
+using namespace bx::test;
 
 class TestMainFrame : public QObject {
     Q_OBJECT
@@ -145,32 +96,15 @@ private slots:
     }
 
     void newApplianceBuildsWithTheToolOutputInThePane() {
-        if (!ToolsPresent())
+        if (!StudioBuildToolsPresent())
             QSKIP("ca65, ld65 or make is not installed: the end-to-end build is skipped");
-        test::TempFolder home;
-        qputenv("HOME", QByteArray::fromStdString(home.Native().string()));
-        Studio studio(platform::FromNativePath(BX_PROGRAM_DIR), home.Path());
-        ui::MainFrame& frame = studio.frame;
-        ScriptedDialogs& dialogs = studio.dialogs;
-        test::ScriptedPrompter& prompter = studio.prompter;
+        BuiltStudio built;
+        ui::MainFrame& frame = built.studio.frame;
         QVERIFY(frame.Initialise());
         frame.show();
-
-        dialogs.onDialog = [](QDialog& dialog) {
-            auto* name = dialog.findChild<QLineEdit*>("txtAppliance");
-            auto* body = dialog.findChild<QComboBox*>("cbMCUBody");
-            if (!name || !body)
-                return int(QDialog::Rejected);
-            name->selectAll();
-            QTest::keyClicks(name, "blinky");
-            body->setCurrentIndex(body->findText("KTR311"));
-            QTest::mouseClick(dialog.findChild<QPushButton*>("cmdDone"), Qt::LeftButton);
-            return dialog.result();
-        };
-        frame.Perform("mnuApplNew");
-        QVERIFY(dialogs.shown.contains("wizAppliance"));
-        QCOMPARE(prompter.Boxes().size(), std::size_t(0));
-        const std::string folder = home.Sub("SarnovaTessarineProject\\blinky\\");
+        QVERIFY(built.CreateAppliance("blinky", "KTR311"));
+        QVERIFY(built.studio.dialogs.shown.contains("wizAppliance"));
+        const std::string folder = built.ApplianceFolder("blinky");
         QVERIFY(platform::FileExists(folder + "blinky.apl"));
         QCOMPARE(frame.windowTitle().toStdString(),
                  folder + " Sarnova Tessarine(TM) Real-Time Simulation Studio");

@@ -1,0 +1,195 @@
+// The debugger in the real studio, on the offscreen platform, with the built-in simulator and a
+// starter appliance built by ca65/ld65: a session as a person has it (power on, a click in the
+// strip on the line of main, run, the stop there, step, step over the call, reset, power off),
+// and the source view and the disassembly painted as they should be.
+#include "debug/DebugMonitor.h"
+#include "debug/ui/DebuggerControl.h"
+#include "editor/ui/SourceWindow.h"
+#include "foundation/Common.h"
+#include "frame/ui/ChildWindow.h"
+#include "inspectors/SourceLineModel.h"
+#include "inspectors/ui/DebugView.h"
+#include "inspectors/ui/DisasmView.h"
+#include "platform/ui/Twips.h"
+#include "support/StudioRig.h"
+
+#include <QAction>
+#include <QScrollBar>
+#include <QTabBar>
+#include <QtTest>
+
+using namespace bx;
+using namespace bx::test;
+
+namespace {
+
+const QColor kStrip(235, 235, 206);
+const QColor kCurrentRow(192, 208, 192);
+const QColor kMark(208, 128, 128);
+
+// The line (from 1) of the view whose source text starts with text; 0 for none.
+int32_t LineOf(const SourceLineModel& view, const std::string& text) {
+    for (int32_t n = 1; n <= view.LineCount(); ++n)
+        if (view.Line(n).compare(SourceLineModel::kPrefixWidth, text.size(), text) == 0)
+            return n;
+    return 0;
+}
+
+// The pixel row of a line's middle, as the view paints it.
+int RowMiddle(ui::DebugView& widget, int32_t line) {
+    return (line - widget.Model()->TopLine()) * widget.RowPixels() + widget.RowPixels() / 2;
+}
+
+} // namespace
+
+class TestDebugger : public QObject {
+    Q_OBJECT
+
+    BuiltStudio* built_ = nullptr;
+    ui::DebuggerControl* debugger_ = nullptr;
+
+    ui::MainFrame& Frame() { return built_->studio.frame; }
+    DebugMonitor& Monitor() { return debugger_->Monitor(); }
+    // The view of main.asm and its widget.
+    SourceLineModel& MainView() {
+        return *Monitor().ViewAt(Monitor().ViewOfTab(Monitor().TabOfFile(MainFile())));
+    }
+    ui::DebugView& MainWidget() {
+        return *debugger_->ViewWidget(Monitor().ViewOfTab(Monitor().TabOfFile(MainFile())));
+    }
+    int32_t MainFile() {
+        for (int32_t index = 0;; ++index) {
+            const std::string path = Monitor().Symbols().GetSourcePath(index);
+            if (path.empty() || FileNameOf(path) == "main.asm")
+                return index;
+        }
+    }
+    // Lets the event loop run until the target stops (10 s at most).
+    bool WaitForHalt() {
+        return QTest::qWaitFor([this] { return !debugger_->Running(); }, 10000);
+    }
+
+private slots:
+    void initTestCase() {
+        if (!StudioBuildToolsPresent())
+            QSKIP("ca65, ld65 or make is not installed: the debugger's session is skipped");
+        built_ = new BuiltStudio;
+        QVERIFY(Frame().Initialise());
+        Frame().resize(1400, 900);
+        Frame().show();
+        QVERIFY(QTest::qWaitForWindowExposed(&Frame()));
+        QVERIFY(built_->CreateAppliance("session", "KTR311"));
+        Frame().Perform("mnuBuildUpdated");
+        debugger_ = Frame().Debugger();
+    }
+
+    void cleanupTestCase() { delete built_; }
+
+    void sessionAsAPersonHasIt() {
+        CommandState& commands = Frame().Frame().Commands();
+        Frame().Perform("mnuDbgPower");
+        QVERIFY(Frame().Frame().Powered());
+        QCOMPARE(Frame().Frame().CurrentDesktop(), std::string("Debug"));
+        QCOMPARE(Frame().Child("frmSource")->windowTitle(), QString("Debugger (No Editing)"));
+        QVERIFY(commands.Menu("mnuDbgRun").Enabled);
+        QVERIFY(commands.Menu("mnuDbgStepOver").Enabled);
+        QCOMPARE(built_->studio.prompter.Boxes().size(), std::size_t(0));
+
+        // A click in the strip on the line of main sets a breakpoint there.
+        SourceLineModel& view = MainView();
+        const int32_t mainLine = LineOf(view, "main:");
+        QVERIFY(mainLine > 0);
+        Monitor().GotoFileLine(MainFile(), mainLine, true, false, false);
+        ui::DebugView& widget = MainWidget();
+        QTest::mouseClick(&widget, Qt::LeftButton, {}, QPoint(4, RowMiddle(widget, mainLine)));
+        QVERIFY(view.IsMarked(mainLine));
+        QCOMPARE(Frame().Frame().CurrentAppliance().Breakpoints().Count(), std::size_t(1));
+
+        // Run: the runtime commands turn; the stop at main turns them back.
+        Frame().Perform("mnuDbgRun");
+        QVERIFY(WaitForHalt());
+        QCOMPARE(view.SelectedLine(), mainLine);
+        QVERIFY(commands.Menu("mnuDbgRun").Enabled);
+        QVERIFY(!commands.Menu("mnuDbgBreak").Enabled);
+
+        Frame().Perform("mnuDbgStepIn");
+        QCOMPARE(view.SelectedLine(), mainLine + 1);
+        const int32_t callLine = LineOf(view, "        jsr scan_keypad");
+        while (view.SelectedLine() < callLine)
+            Frame().Perform("mnuDbgStepIn");
+        QCOMPARE(view.SelectedLine(), callLine);
+        Frame().Perform("mnuDbgStepOver");
+        QVERIFY(WaitForHalt());
+        QCOMPARE(view.SelectedLine(), callLine + 1);
+
+        // Run and stop by the command: the target is halted wherever it was.
+        Frame().Perform("mnuBkptClearAll");
+        QVERIFY(!view.IsMarked(mainLine));
+        Frame().Perform("mnuDbgRun");
+        QVERIFY(debugger_->Running());
+        QVERIFY(commands.Menu("mnuDbgBreak").Enabled);
+        QVERIFY(!commands.Menu("mnuDbgPower").Enabled);
+        QTest::qWait(50);
+        Frame().Perform("mnuDbgBreak");
+        QVERIFY(!debugger_->Running());
+        QVERIFY(commands.Menu("mnuDbgPower").Enabled);
+
+        Frame().Perform("mnuDbgReset");
+        QCOMPARE(view.SelectedLine(), LineOf(view, "reset:"));
+
+        Frame().Perform("mnuDbgPower");
+        QVERIFY(!Frame().Frame().Powered());
+        QCOMPARE(Frame().Frame().CurrentDesktop(), std::string("Source"));
+        QCOMPARE(Frame().Child("frmSource")->windowTitle(), QString("Source Editor"));
+        QVERIFY(!commands.Menu("mnuDbgRun").Enabled);
+        QCOMPARE(built_->studio.prompter.Boxes().size(), std::size_t(0));
+    }
+
+    void viewsPaintTheirRowsMarksAndTip() {
+        Frame().Perform("mnuDbgPower");
+        QVERIFY(Frame().Frame().Powered());
+        SourceLineModel& view = MainView();
+        const int32_t resetLine = LineOf(view, "reset:");
+        QCOMPARE(view.SelectedLine(), resetLine);
+        QCOMPARE(view.Line(resetLine).substr(0, 15), std::string("8000 78        "));
+        const int32_t mainLine = LineOf(view, "main:");
+        Monitor().GotoFileLine(MainFile(), mainLine, true, false, false);
+        QCOMPARE(view.ToggleBreak(mainLine), ToggleOutcome::Set);
+        view.EnsureVisible(resetLine);
+
+        ui::DebugView& widget = MainWidget();
+        widget.resize(700, 600);
+        view.SetTopLine(resetLine - 2);
+        const QImage shot = widget.grab().toImage();
+        QCOMPARE(shot.pixelColor(2, 1), kStrip);
+        QCOMPARE(shot.pixelColor(widget.width() - 40, RowMiddle(widget, resetLine)), kCurrentRow);
+        view.SetTopLine(mainLine - 1);
+        const QImage marked = widget.grab().toImage();
+        QCOMPARE(marked.pixelColor(widget.RowPixels() / 2, RowMiddle(widget, mainLine)), kMark);
+
+        // The tip of a line whose bytes are cut off shows them, read from the target.
+        const int32_t tableLine = LineOf(view, "        .byte $E0, $D0, $B0, $70");
+        QVERIFY(tableLine > 0);
+        QCOMPARE(view.Line(tableLine).substr(13, 2), std::string(".."));
+        view.SetTopLine(tableLine);
+        QTest::mouseMove(&widget, QPoint(4, RowMiddle(widget, tableLine)));
+        QCOMPARE(widget.toolTip(), QString("E0 D0 B0 70 "));
+        QCOMPARE(widget.cursor().shape(), Qt::CrossCursor);
+
+        // The disassembly: the PC's row under the bar, a JSR with a dotted rule below it.
+        debugger_->Tabs()->setCurrentIndex(0);
+        QCOMPARE(debugger_->FrontWidget(), static_cast<QWidget*>(debugger_->Disassembly()));
+        ui::DisasmView& disasm = *debugger_->Disassembly();
+        disasm.resize(600, 400);
+        const QImage listing = disasm.grab().toImage();
+        QCOMPARE(listing.pixelColor(disasm.width() - 40, 8), kCurrentRow);
+        const auto rows = Monitor().Disassembly().DrawListing(3);
+        QCOMPARE(QString::fromStdString(rows[0].Text), QString("   00:8000     78          SEI"));
+        disasm.PCBar()->setValue(0);
+        QCOMPARE(disasm.PCBar()->value(), ui::DisasmView::kHeldValue);
+        Frame().Perform("mnuDbgPower");
+    }
+};
+
+QTEST_MAIN(TestDebugger)
+#include "tst_debugger.moc"
