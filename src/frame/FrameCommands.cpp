@@ -8,6 +8,7 @@
 #include "foundation/ProgressCodes.h"
 #include "frame/ProductInfo.h"
 #include "platform/FileSystem.h"
+#include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
 #include "platform/SystemInfo.h"
 #include "settings/Configuration.h"
@@ -78,7 +79,8 @@ int FrameCommands::Exclaim(const std::string& title, const std::string& text) {
 std::string FrameCommands::Caption() const {
     if (!applianceOpen_)
         return FrameCaption();
-    return appliance_->Folder + " " + kProductCaption;
+    // The folder as the system writes it: the caption is for a person.
+    return platform::ToNativePath(appliance_->Folder) + " " + kProductCaption;
 }
 
 // ---- Start-up and exit ----------------------------------------------------------------------
@@ -220,7 +222,7 @@ void FrameCommands::Open(const std::string& path) {
         return;
     }
     status_.GoAway();
-    windows_.SetCaption(appliance_->Folder + " " + kProductCaption);
+    windows_.SetCaption(Caption());
 }
 
 void FrameCommands::New(const std::string& romPath) {
@@ -244,7 +246,7 @@ void FrameCommands::New(const std::string& romPath) {
         messages_.PostMessage("Appliance created.");
         SaveCommand();
         UpdateRecentList();
-        windows_.SetCaption(appliance_->Folder + " " + kProductCaption);
+        windows_.SetCaption(Caption());
     } catch (const BxError& error) {
         Exclaim("New Appliance", error.Description);
     }

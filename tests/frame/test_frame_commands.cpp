@@ -195,7 +195,8 @@ TEST_F(FrameCommandsTest, OpenHandsTheApplianceToEveryChildInOrder) {
               (std::vector<std::string>{"frmAppliance", "frmSource", "frmMessage", "frmRegister",
                                         "frmWatch", "frmExtender", "frmMemory"}));
     EXPECT_TRUE(windows.Called("SourceStartup 0"));
-    EXPECT_EQ(windows.caption, frame.CurrentAppliance().Folder + " " + kProductCaption);
+    EXPECT_EQ(windows.caption,
+              platform::ToNativePath(frame.CurrentAppliance().Folder) + " " + kProductCaption);
     EXPECT_EQ(TracePoints(ReadTraceLog(program.Sub("vkbx.log")), kFrameTraceModule),
               (std::vector<int32_t>{1, 100, 200, 210, 220, 230, 240, 250, 300, 400, 500}));
     EXPECT_EQ(frame.CurrentAppliance().ClockParam, "4");

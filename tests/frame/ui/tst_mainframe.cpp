@@ -107,7 +107,8 @@ private slots:
         const std::string folder = built.ApplianceFolder("blinky");
         QVERIFY(platform::FileExists(folder + "blinky.apl"));
         QCOMPARE(frame.windowTitle().toStdString(),
-                 folder + " Sarnova Tessarine(TM) Real-Time Simulation Studio");
+                 platform::ToNativePath(folder) +
+                     " Sarnova Tessarine(TM) Real-Time Simulation Studio");
         QVERIFY(frame.Child("frmMessage")->isVisible());
         QVERIFY(frame.MenuAction("mnuBuildUpdated")->isEnabled());
 
