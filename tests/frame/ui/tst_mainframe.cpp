@@ -6,6 +6,8 @@
 #include "frame/ProductInfo.h"
 #include "frame/ui/ChildWindow.h"
 #include "frame/ui/MainFrame.h"
+#include "frame/ui/SplashWindow.h"
+#include "platform/Diagnostics.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
@@ -117,6 +119,29 @@ private slots:
         QVERIFY2(pane.contains("Build completed."), qPrintable(pane));
         QVERIFY(platform::FileExists(folder + "blinky.rom"));
         QCOMPARE(frame.Frame().Commands().Menu("mnuRecent(0)").Caption, folder + "blinky.apl");
+    }
+
+    void splashClosesOnAKeyOrAClickAndItsPictureWritesTheArchive() {
+        test::TempFolder program;
+        program.WriteFile("vkbx.log", "M1001 S405 \n");
+        const std::string spec = platform::DiagnosticSpecification(program.Path());
+        for (bool byKey : {true, false}) {
+            ui::SplashWindow splash(spec);
+            splash.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&splash));
+            if (byKey)
+                QTest::keyClick(&splash, Qt::Key_Space);
+            else
+                QTest::mouseClick(&splash, Qt::LeftButton, {}, QPoint(4, 4));
+            QVERIFY(!splash.isVisible());
+            QCOMPARE(splash.result(), int(QDialog::Accepted));
+        }
+        ui::SplashWindow splash(spec);
+        splash.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&splash));
+        QTest::mouseDClick(splash.Image1(), Qt::LeftButton);
+        QVERIFY(platform::FileExists(program.Sub("007.zip")));
+        QVERIFY(splash.isVisible());
     }
 
     void clickOnAToolErrorLineAsksForThatFileAndLine() {
