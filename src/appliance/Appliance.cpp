@@ -3,6 +3,7 @@
 #include "foundation/Common.h"
 #include "foundation/Error.h"
 #include "platform/FileSystem.h"
+#include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
 #include "platform/Xml.h"
 
@@ -85,9 +86,11 @@ void Appliance::Save(bool Force) {
         platform::ScopedCurrentDirectory restorer;
         ChangeDirAndDrive(Folder);
         const std::string fileName = Title + ".apl";
-        if (!document.SaveFile(fileName))
+        std::string whyNot;
+        if (!document.SaveFile(fileName, &whyNot))
             throw BxError(errors::kFileAccess, "Appliance",
-                          "Cannot write the appliance file \"" + Folder + fileName + "\"");
+                          "Cannot write the appliance file \"" +
+                              platform::ToNativePath(Folder + fileName) + "\": " + whyNot);
     }
     dirty_ = false;
 }

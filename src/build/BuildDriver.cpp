@@ -135,10 +135,13 @@ bool Build(Appliance& appliance, Prompter& prompter, const Diagnoser& diagnoser)
         platform::ScopedCurrentDirectory restore;
         ChangeDirAndDrive(appliance.Folder);
         // make reads CR LF line ends as well as LF ones; only the paths change form.
-        if (!platform::WriteFileAtomic("Makefile", platform::ToNativePath(MakefileText(appliance))))
+        std::string whyNot;
+        if (!platform::WriteFileAtomic("Makefile", platform::ToNativePath(MakefileText(appliance)),
+                                       &whyNot))
             throw BxError(errors::kFileAccess, kErrorSource,
                           "Cannot write the file \"" +
-                              platform::ToNativePath(appliance.Folder + "Makefile") + "\"");
+                              platform::ToNativePath(appliance.Folder + "Makefile") +
+                              "\": " + whyNot);
         const std::string command =
             platform::ToNativePath(appliance.ExpandMake(*appliance.RunTarget(), false));
         result = RunTool(command, appliance.Folder, output, kTraceInternalStartFailed, diagnoser);
