@@ -81,6 +81,10 @@ std::shared_ptr<BuildTarget> Appliance::RunTarget() {
 
 void Appliance::Save(bool Force) {
     if (Force || dirty_) {
+        // The title is the file's name: one that leads out of the folder, or that the build
+        // can't carry, is refused before anything is written.
+        if (const std::string problem = ApplianceNameProblem(Title); !problem.empty())
+            throw BxError(errors::kBadFileName, "Appliance", problem);
         platform::XmlDocument document;
         WriteDocument(document);
         platform::ScopedCurrentDirectory restorer;

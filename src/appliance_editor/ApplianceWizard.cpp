@@ -138,6 +138,12 @@ ApplianceWizard::DoneResult ApplianceWizard::Done() {
     appliance->TemplateDir = dir;
     appliance->IceEmuNumber = body->IceEmuNo;
 
+    // The name becomes the file's name: one that would lead out of the folder, or that the
+    // build can't carry, is refused before anything is made on disk.
+    if (const std::string problem = ApplianceNameProblem(applianceName_); !problem.empty()) {
+        prompter_.ask("Appliance Wizard", problem, Buttons::Ok, Icon::Exclamation);
+        return DoneResult::StayInDialog;
+    }
     if (workingDir_.size() >= 2 && workingDir_.back() != '\\')
         workingDir_ += '\\';
     // The folder must not exist yet: an appliance never lands in a folder with other things.

@@ -106,22 +106,73 @@ std::string ExternalCommandLine(Appliance& appliance, Prompter& prompter) {
     return line;
 }
 
-std::string MakefileText(Appliance& appliance) {
+namespace {
+
+// The rules of the Makefile, with each file name and each command passed through the given
+// forms: as they stand (the system's text) or as make reads them from disk.
+template <typename NameForm, typename CommandForm>
+std::string MakefileRules(Appliance& appliance, NameForm name, CommandForm command) {
     std::string text;
     for (const auto& entry : appliance.BuildTargets()) {
         const BuildTarget& target = *entry.item;
         if (target.Make.empty())
             continue; // a plain source has no rule, though it may stand as a dependency
         // Every product depends on the appliance file: changing the appliance rebuilds all.
-        text += target.OutputPath + ": " + appliance.Title + ".apl ";
+        text += name(target.OutputPath) + ": " + name(appliance.Title + ".apl") + " ";
         if (target.Sources)
             for (const auto& source : *target.Sources)
-                text += source.item->OutputPath + " ";
+                text += name(source.item->OutputPath) + " ";
         text += kCrLf;
-        text += "\t" + appliance.ExpandMake(target, false) + kCrLf;
+        text += "\t" + command(appliance.ExpandMake(target, false)) + kCrLf;
         text += kCrLf;
     }
     return text;
+}
+
+// A file name (the operating system's form) as a make rule reads it: a blank, "#" and ":"
+// behind a backslash, "$" doubled. Characters make takes as syntax in a rule line whatever
+// stands before them (";", "=", "|", wildcards, "%" of a pattern) can't be carried.
+std::string QuotedForMake(const std::string& name) {
+    std::string quoted;
+    for (char c : name) {
+        if (c == ';' || c == '=' || c == '|' || c == '%' || c == '*' || c == '?' || c == '[' ||
+            c == ']' || static_cast<unsigned char>(c) < 0x20)
+            throw BxError(errors::kBadFileName, kErrorSource,
+                          "The file name \"" + name +
+                              "\" can't stand in the Makefile: make reads the character \"" +
+                              std::string(1, c) + "\" in it as part of its own syntax. " +
+                              "Rename the file.");
+        if (c == ' ' || c == '#' || c == ':')
+            quoted += '\\';
+        if (c == '$')
+            quoted += '$';
+        quoted += c;
+    }
+    return quoted;
+}
+
+// Where the build was told to put its product, as a path: the run target's output in the
+// internal mode, the "-O" file in the external one; relative names lie in the working folder.
+std::string ProductPath(Appliance& appliance) {
+    const std::string product =
+        appliance.ExtBuilderInUse ? appliance.Title + ".rom" : appliance.RunTarget()->OutputPath;
+    if (product.empty() || product[0] == '\\' || (product.size() >= 2 && product[1] == ':'))
+        return product;
+    return appliance.Folder + product;
+}
+
+} // namespace
+
+std::string MakefileText(Appliance& appliance) {
+    auto asItStands = [](const std::string& text) { return text; };
+    return MakefileRules(appliance, asItStands, asItStands);
+}
+
+std::string MakefileForMake(Appliance& appliance) {
+    return MakefileRules(
+        appliance,
+        [](const std::string& name) { return QuotedForMake(platform::ToNativePath(name)); },
+        [](const std::string& command) { return platform::ToNativePath(command); });
 }
 
 bool Build(Appliance& appliance, Prompter& prompter, const Diagnoser& diagnoser) {
@@ -134,10 +185,10 @@ bool Build(Appliance& appliance, Prompter& prompter, const Diagnoser& diagnoser)
     } else {
         platform::ScopedCurrentDirectory restore;
         ChangeDirAndDrive(appliance.Folder);
-        // make reads CR LF line ends as well as LF ones; only the paths change form.
+        // make reads CR LF line ends as well as LF ones; the paths change form and the names
+        // are quoted for make.
         std::string whyNot;
-        if (!platform::WriteFileAtomic("Makefile", platform::ToNativePath(MakefileText(appliance)),
-                                       &whyNot))
+        if (!platform::WriteFileAtomic("Makefile", MakefileForMake(appliance), &whyNot))
             throw BxError(errors::kFileAccess, kErrorSource,
                           "Cannot write the file \"" +
                               platform::ToNativePath(appliance.Folder + "Makefile") +
@@ -147,6 +198,14 @@ bool Build(Appliance& appliance, Prompter& prompter, const Diagnoser& diagnoser)
         result = RunTool(command, appliance.Folder, output, kTraceInternalStartFailed, diagnoser);
     }
 
+    // A tool that ends well without making what it was asked for (a command line that a
+    // name broke apart, a make goal that names another file) didn't build the appliance.
+    const std::string product = ProductPath(appliance);
+    if (result && !product.empty() && !platform::FileExists(product)) {
+        result = false;
+        output +=
+            "The build ended without making \"" + platform::ToNativePath(product) + "\"." + kCrLf;
+    }
     appliance.BuildMessage(output + kCrLf);
     appliance.BuildMessage(result ? "Build completed." : "Build failed.");
 

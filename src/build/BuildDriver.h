@@ -59,8 +59,15 @@ std::string ExternalCommandLine(Appliance& appliance, Prompter& prompter);
 // The Makefile of the internal mode, with CR LF line ends (backslash form): one rule for each
 // step with a command, each product depending on the appliance file and its sources.
 std::string MakefileText(Appliance& appliance);
+// The same Makefile as it is written to disk: in the operating system's form, with every file
+// name of the rule lines quoted for make (a blank, "#" and ":" behind a backslash, "$"
+// doubled). Throws BxError for a name make can't carry at all (";", "=", "|", "%", "*", "?",
+// "[", "]", control characters), before anything is written.
+std::string MakefileForMake(Appliance& appliance);
 
-// Runs one build and returns whether the tool's exit status was 0. See the header comment.
+// Runs one build and returns whether it made the appliance: the tool's exit status was 0 and
+// the product it was told to make (the run target's output, or the external builder's ROM)
+// exists; otherwise the pane is told which file is missing. See the header comment.
 // A tool that can't be started gives the "Fatal error: ..." text in place of its output, a
 // trace line, and false. Throws BxError for an unknown body in external mode, a Makefile that
 // can't be written, and an appliance file that can't be saved.

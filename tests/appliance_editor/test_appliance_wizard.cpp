@@ -3,6 +3,7 @@
 // reach the new folder, and every message the wizard shows.
 #include "appliance/Appliance.h"
 #include "appliance_editor/ApplianceWizard.h"
+#include "foundation/Common.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
@@ -193,6 +194,17 @@ TEST_F(WizardTest, ExistingWorkingFolderIsRefusedEvenWhenEmpty) {
     EXPECT_EQ(wizard.Done(), ApplianceWizard::DoneResult::Created);
     EXPECT_FALSE(wizard.Cancelled());
     EXPECT_EQ(wizard.WorkingFolder(), work.Sub("fresh") + "\\");
+}
+
+TEST_F(WizardTest, NameTheBuildCannotCarryIsRefusedBeforeTheFolderIsMade) {
+    for (const char* name : {"../esc", "my app", "a'b"}) {
+        prompter = test::ScriptedPrompter();
+        EXPECT_FALSE(CreateAppliance(settings, prompter, Inputs(name)));
+        ASSERT_EQ(prompter.Boxes().size(), 1u) << name;
+        EXPECT_EQ(prompter.Boxes()[0].title, "Appliance Wizard");
+        EXPECT_EQ(prompter.Boxes()[0].text, ApplianceNameProblem(name));
+    }
+    EXPECT_TRUE(platform::ListFolder(work.Path()).empty());
 }
 
 TEST_F(WizardTest, EmptyAssociationTableGivesNoStepsAndLabelsMainAsmWithoutAPlace) {

@@ -187,6 +187,26 @@ TEST(Makefile, TwoStepsReadByteForByteAndAPlainSourceGetsNoRule) {
                                        "\r\n");
 }
 
+TEST(Makefile, OnDiskEveryNameIsQuotedForMakeAndOneMakeCannotCarryIsRefused) {
+    platform::ScopedProgramFolder programFolder("\\p");
+    Appliance appliance;
+    appliance.Title = "demo";
+    appliance.AddBuildStep("demo.rom", "%tools%\\link %i", "my lib\\a#1.obj");
+    appliance.AddBuildStep("demo.rom", "%tools%\\link %i", "cost$.obj");
+    EXPECT_EQ(MakefileForMake(appliance), "demo.rom: demo.apl my\\ lib/a\\#1.obj cost$$.obj \r\n"
+                                          "\t/p/link \"my lib/a#1.obj\" \"cost$.obj\" \r\n"
+                                          "\r\n");
+    appliance.AddBuildStep("demo.rom", "%tools%\\link %i", "a;b.obj");
+    try {
+        MakefileForMake(appliance);
+        ADD_FAILURE() << "a name with \";\" went into the Makefile";
+    } catch (const BxError& error) {
+        EXPECT_NE(error.Description.find("\"a;b.obj\" can't stand in the Makefile"),
+                  std::string::npos)
+            << error.Description;
+    }
+}
+
 TEST(Makefile, NoStepsWithACommandGiveAnEmptyFile) {
     Appliance appliance;
     appliance.Title = "demo";
@@ -230,6 +250,21 @@ TEST_F(BuildDriverTest, NonZeroExitStatusFailsTheBuildAndStillSavesWithoutBreakp
     EXPECT_FALSE(appliance->IsDirty());
 }
 
+TEST_F(BuildDriverTest, ToolThatEndsWellWithoutMakingTheRunTargetFailsTheBuild) {
+    AddExampleSteps();
+    appliance->RunTarget()->OutputPath = "demo.rom";
+    appliance->RunTarget()->Make = Helper() + " --out=nothing";
+    EXPECT_FALSE(Build(*appliance, prompter, diagnoser));
+    EXPECT_EQ(pane.lines,
+              (std::vector<std::string>{"nothing\r\nThe build ended without making \"" +
+                                            work.Native().string() + "/demo.rom\".\r\n\r\n",
+                                        "Build failed."}));
+    work.WriteFile("demo.rom", "");
+    pane.lines.clear();
+    EXPECT_TRUE(Build(*appliance, prompter, diagnoser));
+    EXPECT_EQ(pane.lines.back(), "Build completed.");
+}
+
 TEST_F(BuildDriverTest, ToolThatCannotStartGivesTheFatalErrorTextAndATraceLine) {
     AddExampleSteps();
     appliance->RunTarget()->Make = "%tools%\\no-such-make -f Makefile";
@@ -245,10 +280,11 @@ TEST_F(BuildDriverTest, ToolThatCannotStartGivesTheFatalErrorTextAndATraceLine) 
 }
 
 TEST_F(BuildDriverTest, ExternalBuildHandsTheBuilderItsCommandLineInTheSystemsForm) {
-    // A builder that lists its arguments, one per line.
+    // A builder that lists its arguments, one per line, and makes the ROM it was told of.
     const std::string script =
         work.WriteFile("builder.sh", "#!/bin/sh\n"
                                      "for a in \"$@\"; do echo \"[$a]\"; done\n"
+                                     ": > demo.rom\n"
                                      "exit 0\n");
     std::filesystem::permissions(platform::ToNativePath(script), std::filesystem::perms::owner_all);
     appliance->ExtBuilderInUse = true;

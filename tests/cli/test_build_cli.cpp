@@ -172,8 +172,8 @@ TEST_F(BuildCliTest, BuildOfAnApplianceWithoutStepsWarnsAndPrintsNoPane) {
 }
 
 TEST_F(BuildCliTest, ExternalBuildRunsTheSettingsBuilderWithItsCommandLine) {
-    const std::string builder =
-        program.WriteFile("builder.sh", "#!/bin/sh\necho \"builder got $*\"\nexit 0\n");
+    const std::string builder = program.WriteFile(
+        "builder.sh", "#!/bin/sh\necho \"builder got $*\"\n: > ext.rom\nexit 0\n");
     std::filesystem::permissions(platform::ToNativePath(builder),
                                  std::filesystem::perms::owner_all);
     ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "ext", "--dir", Dir("ext")}).status, 0);
@@ -183,7 +183,7 @@ TEST_F(BuildCliTest, ExternalBuildRunsTheSettingsBuilderWithItsCommandLine) {
                               program.Native().string() + "// -MB KTR310 -MP 0 -MS -M2 main.asm"),
               std::string::npos)
         << result.out;
-    // The builder wrote nothing; no Makefile was written either.
+    // The builder wrote only the ROM; no Makefile was written.
     EXPECT_FALSE(platform::FileExists(work.Sub("ext\\Makefile")));
 }
 
