@@ -87,6 +87,13 @@ int RunNew(const std::vector<std::string>& args, std::ostream& out, std::ostream
     std::string settingsPath;
     if (!LoadSettings(settings, parsed, settingsPath, prefix, err))
         return 1;
+    if (!settings.Bodies) {
+        // The "Caution" box above said why; the wizard would only say the file is missing.
+        err << prefix << "the global settings " << Shown(settingsPath)
+            << " are of a version this program doesn't read, so they list no MCU body to "
+               "create an appliance from\n";
+        return 1;
+    }
 
     WizardInputs inputs;
     inputs.Name = parsed.values["--name"];
@@ -98,18 +105,24 @@ int RunNew(const std::vector<std::string>& args, std::ostream& out, std::ostream
         inputs.RomImagePath =
             platform::AbsolutePath(platform::FromNativePath(parsed.values["--rom"]));
 
+    std::string created;
     try {
-        std::unique_ptr<Appliance> appliance = CreateAppliance(settings, prompter, inputs);
+        std::unique_ptr<Appliance> appliance =
+            CreateAppliance(settings, prompter, inputs, &created);
         if (!appliance) {
             err << prefix << "no appliance was created\n";
             return 1;
         }
+        // Only an appliance that is on disk was created; a failed save takes the new folder
+        // away again, so that the same command can simply be run once more.
+        SaveNewAppliance(*appliance, created);
         StreamMessageSink pane(out);
         pane.PostMessage("Appliance created.");
-        appliance->Save(true);
         out << "wrote " << Shown(appliance->Folder + appliance->Title + ".apl") << "\n";
     } catch (const BxError& error) {
         err << prefix << error.Description << "\n";
+        if (!created.empty() && !platform::FolderExists(created))
+            err << prefix << "nothing was kept: " << Shown(created) << " was removed again\n";
         return 1;
     }
     return 0;

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <regex>
 #include <sstream>
 
 namespace bx::cli {
@@ -103,6 +104,36 @@ TEST_F(BuildCliTest, NewIntoAnExistingFolderPrintsTheWizardsBoxAndFails) {
                               "read-only. Please select another directory.\n"),
               std::string::npos)
         << result.err;
+}
+
+TEST_F(BuildCliTest, NewThatCannotSaveLeavesNothingBehindAndSaysNothingWasCreated) {
+    // A template naming a body the settings don't have: the wizard makes the folder, the save
+    // can't name the option attributes.
+    const std::string tpl = program.ReadFile("Templates/Sarnova/KTR310/KTR310.tpl");
+    program.WriteFile("Templates/Sarnova/KTR310/KTR310.tpl",
+                      std::regex_replace(tpl, std::regex("Model=\"KTR310\""), "Model=\"KTR999\""));
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        auto result =
+            RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("parent/demo")});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(result.err.find("KTR999"), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find("nothing was kept: " + Dir("parent") + " was removed again"),
+                  std::string::npos)
+            << result.err;
+        EXPECT_TRUE(platform::ListFolder(work.Path()).empty());
+    }
+}
+
+TEST_F(BuildCliTest, NewWithSettingsOfARefusedVersionSaysSo) {
+    program.WriteFile("old.gss", std::regex_replace(std::string(kSettings),
+                                                    std::regex("v 00.00.001"), "v 09.09.009"));
+    auto result = RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("demo"),
+                          "--settings", program.Native().string() + "/old.gss"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("are of a version this program doesn't read"), std::string::npos)
+        << result.err;
+    EXPECT_EQ(result.err.find("not found"), std::string::npos) << result.err;
 }
 
 TEST_F(BuildCliTest, NewWithoutItsRequiredOptionsIsAUsageError) {
