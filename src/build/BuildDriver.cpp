@@ -44,16 +44,40 @@ const MCUBody& BodyOf(const Appliance& appliance) {
     return *body;
 }
 
-// Runs the tool and gives its exit status as the build's result. A tool that can't be started
-// isn't an error of the build command: the output becomes the fatal-error text, the trace log
-// gets the error's number, and the build goes on to its last steps as a failed one.
-bool RunTool(std::string command, const std::string& workingFolder, std::string& output,
-             int32_t tracePoint, const Diagnoser& diagnoser) {
+std::string DurationText(std::chrono::milliseconds limit) {
+    const auto ms = limit.count();
+    if (ms % 1000 != 0)
+        return std::to_string(ms) + " ms";
+    return std::to_string(ms / 1000) + (ms == 1000 ? " second" : " seconds");
+}
+
+// Runs the tool, its output reaching the pane line by line as it comes, and gives whether it
+// ended by itself with status 0. What the driver has to say after the output goes to note: a
+// tool that can't be started isn't an error of the build command, the note is the fatal-error
+// text, the trace log gets the error's number, and the build goes on to its last steps as a
+// failed one; a tool that was stopped or ran out of time gets a line that says so.
+bool RunTool(Appliance& appliance, std::string command, const std::string& workingFolder,
+             std::string& note, int32_t tracePoint, const Diagnoser& diagnoser,
+             const BuildControl& control) {
+    RunControl run;
+    run.onOutput = [&appliance](const std::string& lines) {
+        // The pane puts its own CR LF behind every post.
+        appliance.BuildMessage(lines.substr(0, lines.size() - 2));
+    };
+    run.whileWaiting = control.whileWaiting;
+    run.stopRequested = control.stopRequested;
+    run.timeLimit = control.timeLimit;
     try {
-        return ShellExecute(command, workingFolder, output, false, diagnoser) == 0;
+        const RunResult result = ShellExecute(command, workingFolder, run, diagnoser);
+        if (result.End == RunEnd::Stopped)
+            note = std::string("The build was stopped before the tool ended.") + kCrLf;
+        else if (result.End == RunEnd::TimedOut)
+            note = "The build was stopped: the tool ran longer than " +
+                   DurationText(control.timeLimit) + "." + kCrLf;
+        return result.End == RunEnd::Exited && result.ExitCode == 0;
     } catch (const BxError& error) {
-        output = "Fatal error: execution of '" + command + "' failed. Error: 0x" +
-                 Hex8(error.Number) + " " + error.Description;
+        note = "Fatal error: execution of '" + command + "' failed. Error: 0x" +
+               Hex8(error.Number) + " " + error.Description;
         diagnoser.Trace(kBuildTraceModule, tracePoint, "Build error #" + Hex8(error.Number));
         return false;
     }
@@ -175,13 +199,15 @@ std::string MakefileForMake(Appliance& appliance) {
         [](const std::string& command) { return platform::ToNativePath(command); });
 }
 
-bool Build(Appliance& appliance, Prompter& prompter, const Diagnoser& diagnoser) {
-    std::string output;
+bool Build(Appliance& appliance, Prompter& prompter, const Diagnoser& diagnoser,
+           const BuildControl& control) {
+    std::string note;
     bool result = false;
     if (appliance.ExtBuilderInUse) {
         const std::string command =
             platform::ToNativePath(ExternalCommandLine(appliance, prompter));
-        result = RunTool(command, appliance.Folder, output, kTraceExternalStartFailed, diagnoser);
+        result = RunTool(appliance, command, appliance.Folder, note, kTraceExternalStartFailed,
+                         diagnoser, control);
     } else {
         platform::ScopedCurrentDirectory restore;
         ChangeDirAndDrive(appliance.Folder);
@@ -195,7 +221,8 @@ bool Build(Appliance& appliance, Prompter& prompter, const Diagnoser& diagnoser)
                               "\": " + whyNot);
         const std::string command =
             platform::ToNativePath(appliance.ExpandMake(*appliance.RunTarget(), false));
-        result = RunTool(command, appliance.Folder, output, kTraceInternalStartFailed, diagnoser);
+        result = RunTool(appliance, command, appliance.Folder, note, kTraceInternalStartFailed,
+                         diagnoser, control);
     }
 
     // A tool that ends well without making what it was asked for (a command line that a
@@ -203,10 +230,10 @@ bool Build(Appliance& appliance, Prompter& prompter, const Diagnoser& diagnoser)
     const std::string product = ProductPath(appliance);
     if (result && !product.empty() && !platform::FileExists(product)) {
         result = false;
-        output +=
+        note +=
             "The build ended without making \"" + platform::ToNativePath(product) + "\"." + kCrLf;
     }
-    appliance.BuildMessage(output + kCrLf);
+    appliance.BuildMessage(note + kCrLf);
     appliance.BuildMessage(result ? "Build completed." : "Build failed.");
 
     // A build always drops every breakpoint and always writes the appliance file: the
@@ -266,7 +293,7 @@ void DoBuild(Appliance& appliance, bool clearMessages, bool clean, bool forceSav
         BuildClean(appliance, true, hosts.prompter);
     }
     hosts.messages.PostMessage(std::string("Building files that are out-of-date.") + kCrLf);
-    Build(appliance, hosts.prompter, hosts.diagnoser);
+    Build(appliance, hosts.prompter, hosts.diagnoser, hosts.control);
     hosts.applianceWindow.Update(true);
 }
 

@@ -14,6 +14,8 @@
 #include "platform/ProgramFolder.h"
 #include "settings/GlobalSettings.h"
 
+#include <charconv>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -29,7 +31,7 @@ void PrintNewUsage(std::ostream& out) {
 
 void PrintBuildUsage(std::ostream& out) {
     out << "usage: tessarine-cli build FILE.apl [--rebuild | --clean] [--external]\n"
-           "                           [--settings FILE.gss] [--yes]\n";
+           "                           [--timeout SECONDS] [--settings FILE.gss] [--yes]\n";
 }
 
 // The message pane on a terminal: each post as it comes, its CR LF line ends as the
@@ -130,12 +132,24 @@ int RunNew(const std::vector<std::string>& args, std::ostream& out, std::ostream
 
 int RunBuild(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     const std::string prefix = "tessarine-cli build: ";
-    Parsed parsed = Parse(args, {"--settings"}, {"--rebuild", "--clean", "--external", "--yes"});
+    Parsed parsed =
+        Parse(args, {"--settings", "--timeout"}, {"--rebuild", "--clean", "--external", "--yes"});
     if (parsed.error.empty() && parsed.words.size() != 1)
         parsed.error =
             parsed.words.empty() ? "expected one FILE.apl" : "expected only one FILE.apl";
     if (parsed.error.empty() && parsed.flags["--rebuild"] && parsed.flags["--clean"])
         parsed.error = "--rebuild and --clean exclude each other";
+    std::chrono::seconds timeLimit{0};
+    if (parsed.error.empty() && parsed.values.count("--timeout")) {
+        const std::string& text = parsed.values["--timeout"];
+        int64_t seconds = 0;
+        auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+        if (ec != std::errc() || end != text.data() + text.size() || seconds < 1 ||
+            seconds > 1'000'000)
+            parsed.error =
+                "--timeout takes a whole number of seconds from 1 on, not \"" + text + "\"";
+        timeLimit = std::chrono::seconds(seconds);
+    }
     if (!parsed.error.empty()) {
         err << prefix << parsed.error << "\n";
         PrintBuildUsage(err);
@@ -165,8 +179,15 @@ int RunBuild(const std::vector<std::string>& args, std::ostream& out, std::ostre
         NoSourceHost sources;
         NoApplianceWindow window;
         BuildHosts hosts{prompter, pane, sources, window, *diagnoser};
+        // Ctrl+C or a TERM from outside stops the tool as the time limit does: its whole
+        // process group ends, its temporary files go, and the build finishes its last steps.
+        platform::InterruptWatch interrupts;
+        hosts.control.stopRequested = [] { return platform::InterruptWatch::Signal() != 0; };
+        hosts.control.timeLimit = timeLimit;
         const bool rebuild = parsed.flags["--rebuild"];
         DoBuild(appliance, true, rebuild, rebuild, hosts);
+        if (const int signal = platform::InterruptWatch::Signal())
+            return 128 + signal; // as a shell reports a command a signal ended
         return pane.Last() == "Build completed." ? 0 : 1;
     } catch (const BxError& error) {
         err << prefix << error.Description << "\n";

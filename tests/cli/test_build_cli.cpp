@@ -11,6 +11,7 @@
 #include "support/TempFolder.h"
 #include "support/TestDoubles.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -190,6 +191,45 @@ TEST_F(BuildCliTest, BuildWithASyntaxErrorPrintsTheToolsLineAndFails) {
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.out.find("\nmain.asm(2): Error: "), std::string::npos) << result.out;
     EXPECT_EQ(result.out.substr(result.out.size() - 14), "Build failed.\n");
+}
+
+TEST_F(BuildCliTest, HangingToolIsStoppedByTheTimeLimitOrASignalAndLeavesNothingBehind) {
+    ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "hang", "--dir", Dir("hang")}).status,
+              0);
+    const std::string apl = work.ReadFile("hang/hang.apl");
+    auto withRunCommand = [&](const std::string& command) {
+        work.WriteFile("hang/hang.apl", std::regex_replace(apl, std::regex("Make=\"make %o\""),
+                                                           "Make=\"" + command + "\""));
+    };
+    struct Row {
+        std::string command;
+        std::vector<std::string> extra;
+        int status;
+        std::string note;
+    };
+    const Row rows[] = {
+        {"sh -c &quot;echo waiting; sleep 30&quot;",
+         {"--timeout", "1"},
+         1,
+         "waiting\nThe build was stopped: the tool ran longer than 1 second.\n"},
+        // The tool sends the TERM to the command itself, as "kill" from a terminal would.
+        {"sh -c &quot;echo waiting; kill -TERM $PPID; sleep 30&quot;",
+         {},
+         128 + SIGTERM,
+         "waiting\nThe build was stopped before the tool ended.\n"},
+    };
+    for (const Row& row : rows) {
+        withRunCommand(row.command);
+        std::vector<std::string> args{"build", Apl("hang")};
+        args.insert(args.end(), row.extra.begin(), row.extra.end());
+        auto result = RunCli(args);
+        EXPECT_EQ(result.status, row.status) << result.out << result.err;
+        EXPECT_NE(result.out.find(row.note), std::string::npos) << result.out;
+        EXPECT_EQ(result.out.substr(result.out.size() - 14), "Build failed.\n");
+        for (const std::string& name : platform::ListFolder(program.Path()))
+            EXPECT_TRUE(name.rfind("vki", 0) != 0 && name.rfind("vko", 0) != 0) << name;
+    }
+    EXPECT_EQ(RunCli({"build", Apl("hang"), "--timeout", "-1"}).status, 2);
 }
 
 TEST_F(BuildCliTest, BuildOfAnApplianceWithoutStepsWarnsAndPrintsNoPane) {
