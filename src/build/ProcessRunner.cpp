@@ -43,9 +43,18 @@ std::string WithShellPrefix(const std::string& command, const std::string& comsp
 }
 
 void AppendLinesWithCrLf(const std::string& text, std::string& output) {
+    // A plain scan: find_first_of asks a search per character, which shows on a tool that
+    // prints gigabytes.
+    auto nextLineEnd = [&text](std::size_t from) {
+        for (std::size_t i = from; i < text.size(); ++i)
+            if (text[i] == '\r' || text[i] == '\n')
+                return i;
+        return std::string::npos;
+    };
+    output.reserve(output.size() + text.size() + text.size() / 8);
     std::size_t start = 0;
     while (start < text.size()) {
-        std::size_t end = text.find_first_of("\r\n", start);
+        std::size_t end = nextLineEnd(start);
         if (end == std::string::npos) {
             output.append(text, start, std::string::npos);
             output += "\r\n";

@@ -40,14 +40,15 @@ class StreamMessageSink : public MessageSink {
 public:
     explicit StreamMessageSink(std::ostream& out) : out_(out) {}
     void PostMessage(const std::string& text) override {
-        std::string shown;
-        shown.reserve(text.size());
-        for (std::size_t i = 0; i < text.size(); ++i)
-            if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n'))
-                shown += text[i];
-        out_ << shown << "\n";
+        std::size_t start = 0;
+        for (std::size_t crlf; (crlf = text.find("\r\n", start)) != std::string::npos;
+             start = crlf + 1)
+            out_.write(text.data() + start, static_cast<std::streamsize>(crlf - start));
+        out_.write(text.data() + start, static_cast<std::streamsize>(text.size() - start));
+        out_ << "\n";
         out_.flush();
-        last_ = text;
+        // Only the end of a build is asked for: the last post, kept short.
+        last_ = text.size() <= 64 ? text : std::string();
     }
     void ClearMessages() override {}
     const std::string& Last() const { return last_; }

@@ -214,9 +214,10 @@ std::size_t GrowingFileReader::ReadMore(std::string& into, std::size_t max) {
 }
 
 void GrowingFileReader::ReleaseRead() {
-    // Whole blocks only, from the last release on; a file system that can't punch holes
+    // In large whole blocks, from the last release on: each punch costs the writer a moment,
+    // and a tool's ordinary output never reaches one. A file system that can't punch holes
     // keeps the space until the file is deleted, as before.
-    constexpr uint64_t kBlock = 1 << 20;
+    constexpr uint64_t kBlock = uint64_t{64} << 20;
     const uint64_t upTo = offset_ / kBlock * kBlock;
     if (fd_ < 0 || upTo <= released_)
         return;

@@ -77,9 +77,9 @@ public:
     // Appends up to max bytes written since the last read to into; the number appended, 0
     // when nothing new is there yet (or the file couldn't be opened).
     std::size_t ReadMore(std::string& into, std::size_t max);
-    // Gives the disk space of what was read back to the file system where it can (the file
-    // keeps its size, the part read holds nothing), so a tool that writes without end fills
-    // no disk while it is read.
+    // Gives the disk space of what was read back to the file system where it can, in blocks of
+    // 64 MB (the file keeps its size, the part read holds nothing), so a tool that writes
+    // without end fills no disk while it is read.
     void ReleaseRead();
 
 private:
