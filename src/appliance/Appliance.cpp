@@ -3,6 +3,7 @@
 #include "foundation/Common.h"
 #include "foundation/Error.h"
 #include "platform/FileSystem.h"
+#include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
 #include "platform/Xml.h"
 
@@ -80,14 +81,20 @@ std::shared_ptr<BuildTarget> Appliance::RunTarget() {
 
 void Appliance::Save(bool Force) {
     if (Force || dirty_) {
+        // The title is the file's name: one that leads out of the folder, or that the build
+        // can't carry, is refused before anything is written.
+        if (const std::string problem = ApplianceNameProblem(Title); !problem.empty())
+            throw BxError(errors::kBadFileName, "Appliance", problem);
         platform::XmlDocument document;
         WriteDocument(document);
         platform::ScopedCurrentDirectory restorer;
         ChangeDirAndDrive(Folder);
         const std::string fileName = Title + ".apl";
-        if (!document.SaveFile(fileName))
+        std::string whyNot;
+        if (!document.SaveFile(fileName, &whyNot))
             throw BxError(errors::kFileAccess, "Appliance",
-                          "Cannot write the appliance file \"" + Folder + fileName + "\"");
+                          "Cannot write the appliance file \"" +
+                              platform::ToNativePath(Folder + fileName) + "\": " + whyNot);
     }
     dirty_ = false;
 }

@@ -115,7 +115,8 @@ public:
     // Writes Folder + Title + ".apl" when Force is set or the model is dirty, then clears the
     // dirty mark. The file is saved under its relative name after a change of directory to
     // Folder; the previous current directory is restored afterwards. Throws BxError when the
-    // folder does not exist or the file cannot be written (the mark then stays set).
+    // title can't be a name (ApplianceNameProblem), the folder does not exist or the file
+    // cannot be written (the mark then stays set).
     void Save(bool Force);
 
     // The command of the association of the text behind the first "." of the whole name;

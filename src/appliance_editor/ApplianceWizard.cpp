@@ -19,6 +19,22 @@ namespace {
 constexpr const char* kFirstSource = "main.asm";
 constexpr int32_t kChainImageLength = 16384;
 
+// The highest folder of path (backslash form, a final "\" allowed) that doesn't exist: the
+// one MakeDirectories creates first. Empty when the path exists already.
+std::string HighestMissingFolder(std::string path) {
+    while (path.size() > 1 && path.back() == '\\')
+        path.pop_back();
+    std::string missing;
+    while (!path.empty() && !platform::FolderExists(path) && !platform::FileExists(path)) {
+        missing = path;
+        const auto slash = path.rfind('\\');
+        if (slash == std::string::npos || slash == 0)
+            break;
+        path.resize(slash);
+    }
+    return missing;
+}
+
 // The working folder the name is put behind: the text up to and including its last "\", or
 // the whole text when it has none.
 std::string ParentPart(const std::string& folder) {
@@ -138,9 +154,18 @@ ApplianceWizard::DoneResult ApplianceWizard::Done() {
     appliance->TemplateDir = dir;
     appliance->IceEmuNumber = body->IceEmuNo;
 
+    // The name becomes the file's name: one that would lead out of the folder, or that the
+    // build can't carry, is refused before anything is made on disk.
+    if (const std::string problem = ApplianceNameProblem(applianceName_); !problem.empty()) {
+        prompter_.ask("Appliance Wizard", problem, Buttons::Ok, Icon::Exclamation);
+        return DoneResult::StayInDialog;
+    }
     if (workingDir_.size() >= 2 && workingDir_.back() != '\\')
         workingDir_ += '\\';
     // The folder must not exist yet: an appliance never lands in a folder with other things.
+    // What this step makes (the folder, and any parents that were missing) is remembered, so
+    // that a failure later on takes it away again.
+    const std::string created = HighestMissingFolder(workingDir_);
     if (!MakeDirectories(workingDir_)) {
         prompter_.ask("Appliance Wizard",
                       "Directory already exists or directory is read-only. Please select "
@@ -148,45 +173,56 @@ ApplianceWizard::DoneResult ApplianceWizard::Done() {
                       Buttons::Ok, Icon::Exclamation);
         return DoneResult::StayInDialog;
     }
-    appliance->Title = applianceName_;
-    appliance->Folder = workingDir_;
-
-    if (!romImagePath_.empty()) {
-        const std::string image = appliance->Folder + FileNameOf(romImagePath_);
-        platform::CopyFile(romImagePath_, image, true);
-        appliance->RunTarget()->OutputPath = image;
-        SetRateparam(*appliance);
-    } else {
-        appliance->RunTarget()->OutputPath = applianceName_ + ".rom";
-        FollowAssociationChain(*appliance);
+    createdFolder_ = created;
+    try {
+        FillNewFolder(*appliance, dir);
+    } catch (...) {
+        platform::DeleteFolderTree(createdFolder_);
+        createdFolder_.clear();
+        throw;
     }
-
-    appliance->ExtBuilderInUse = settings_->ExtBuilderInUse;
-    appliance->ExtDebuggerInUse = settings_->ExtDebuggerInUse;
-    appliance->ExtEditorInUse = settings_->ExtEditorInUse;
-
-    // The body as the loaded template names it. Without a template there is nothing to find
-    // it by, and the appliance keeps its defaults.
-    if (const MCUBody* named = settings_->FindBody(appliance->Family, appliance->Model)) {
-        appliance->WizardYesFlag = named->HasWDT == "Yes";
-        if (named->BankMode == 0) {
-            appliance->BankStart = 16384;
-            appliance->BankSize = 16384;
-        } else if (named->BankMode == 1) {
-            appliance->BankStart = 49152;
-            appliance->BankSize = 16384;
-        }
-        appliance->BootVect = named->BootVect;
-        appliance->BankCount = named->BankCount;
-        appliance->ProgramStart = named->ProgramStart;
-        appliance->OptionsDef = named->OptionsDef;
-    }
-
-    CopyTemplateFiles(dir, appliance->Folder);
     appliance_ = std::move(appliance);
     cancelled_ = false;
     visible_ = false;
     return DoneResult::Created;
+}
+
+void ApplianceWizard::FillNewFolder(Appliance& appliance, const std::string& dir) {
+    appliance.Title = applianceName_;
+    appliance.Folder = workingDir_;
+
+    if (!romImagePath_.empty()) {
+        const std::string image = appliance.Folder + FileNameOf(romImagePath_);
+        platform::CopyFile(romImagePath_, image, true);
+        appliance.RunTarget()->OutputPath = image;
+        SetRateparam(appliance);
+    } else {
+        appliance.RunTarget()->OutputPath = applianceName_ + ".rom";
+        FollowAssociationChain(appliance);
+    }
+
+    appliance.ExtBuilderInUse = settings_->ExtBuilderInUse;
+    appliance.ExtDebuggerInUse = settings_->ExtDebuggerInUse;
+    appliance.ExtEditorInUse = settings_->ExtEditorInUse;
+
+    // The body as the loaded template names it. Without a template there is nothing to find
+    // it by, and the appliance keeps its defaults.
+    if (const MCUBody* named = settings_->FindBody(appliance.Family, appliance.Model)) {
+        appliance.WizardYesFlag = named->HasWDT == "Yes";
+        if (named->BankMode == 0) {
+            appliance.BankStart = 16384;
+            appliance.BankSize = 16384;
+        } else if (named->BankMode == 1) {
+            appliance.BankStart = 49152;
+            appliance.BankSize = 16384;
+        }
+        appliance.BootVect = named->BootVect;
+        appliance.BankCount = named->BankCount;
+        appliance.ProgramStart = named->ProgramStart;
+        appliance.OptionsDef = named->OptionsDef;
+    }
+
+    CopyTemplateFiles(dir, appliance.Folder);
 }
 
 void ApplianceWizard::FollowAssociationChain(Appliance& appliance) const {
@@ -226,8 +262,18 @@ std::unique_ptr<Appliance> ApplianceWizard::TakeAppliance() {
     return std::move(appliance_);
 }
 
+void SaveNewAppliance(Appliance& appliance, const std::string& createdFolder) {
+    try {
+        appliance.Save(true);
+    } catch (...) {
+        if (!createdFolder.empty())
+            platform::DeleteFolderTree(createdFolder);
+        throw;
+    }
+}
+
 std::unique_ptr<Appliance> CreateAppliance(GlobalSettings& settings, Prompter& prompter,
-                                           const WizardInputs& inputs) {
+                                           const WizardInputs& inputs, std::string* createdFolder) {
     ApplianceWizard wizard(&settings, prompter);
     if (!wizard.NewProject(inputs.TemplateRoot, inputs.RomImagePath))
         return nullptr;
@@ -247,6 +293,8 @@ std::unique_ptr<Appliance> CreateAppliance(GlobalSettings& settings, Prompter& p
         wizard.SetWorkingFolder(inputs.WorkingFolder);
     if (wizard.Done() != ApplianceWizard::DoneResult::Created)
         return nullptr;
+    if (createdFolder)
+        *createdFolder = wizard.CreatedFolder();
     return wizard.TakeAppliance();
 }
 

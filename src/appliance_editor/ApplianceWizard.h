@@ -84,11 +84,18 @@ public:
 
     // The appliance made by a successful Done; null before. The caller takes it over.
     std::unique_ptr<Appliance> TakeAppliance();
+    // What a successful Done made on disk: the working folder, or its highest parent that
+    // didn't exist before. The caller's save (SaveNewAppliance) takes it away again when it
+    // fails; a Done that fails after making it has taken it away itself.
+    const std::string& CreatedFolder() const { return createdFolder_; }
 
 private:
     // The build steps of the first source along the association chain, and the chain end's
     // load place.
     void FollowAssociationChain(Appliance& appliance) const;
+    // Steps 8 to 14 of Done, behind the folder's creation: the title and folder, the run target
+    // and the chain (or the ROM image), the in-use flags, the body's values, the files.
+    void FillNewFolder(Appliance& appliance, const std::string& dir);
     // Copies the template folder's files and subfolders into the working folder.
     void CopyTemplateFiles(const std::string& dir, const std::string& folder);
 
@@ -107,6 +114,7 @@ private:
     bool visible_ = false;
     bool cancelled_ = false;
     std::unique_ptr<Appliance> appliance_;
+    std::string createdFolder_;
 };
 
 // The dialog's inputs for a run without a window.
@@ -121,8 +129,16 @@ struct WizardInputs {
 // Runs the wizard as a person would fill it: NewProject, Load, Activate, the name, the folder,
 // the body, Done. Returns the appliance, or null when the wizard ended without one (the
 // messages say why: a wrong ROM path, an unknown body, an existing folder, a template that
-// can't be loaded). Errors of the steps (BxError) travel to the caller.
+// can't be loaded). Errors of the steps (BxError) travel to the caller. createdFolder (when
+// given) receives the wizard's CreatedFolder for SaveNewAppliance.
 std::unique_ptr<Appliance> CreateAppliance(GlobalSettings& settings, Prompter& prompter,
-                                           const WizardInputs& inputs);
+                                           const WizardInputs& inputs,
+                                           std::string* createdFolder = nullptr);
+
+// The New command's save of what the wizard made: Save(true); when it fails, createdFolder
+// (the wizard's CreatedFolder) is deleted with everything in it, so that nothing half-made
+// stays and a second try isn't refused as "Directory already exists", and the error travels
+// on to the caller.
+void SaveNewAppliance(Appliance& appliance, const std::string& createdFolder);
 
 } // namespace bx

@@ -73,6 +73,7 @@ std::optional<FileLine> FileLineAt(const std::string& text, std::size_t caret) {
 
 void MessageMonitor::ClearMessages() {
     text_.clear();
+    droppedNoteLength_ = 0;
     selectionStart_ = 0;
     selectionLength_ = 0;
 }
@@ -80,10 +81,23 @@ void MessageMonitor::ClearMessages() {
 void MessageMonitor::PostMessage(const std::string& text) {
     text_ += text;
     text_ += "\r\n";
+    if (text_.size() > kKeptText + droppedNoteLength_) {
+        // Whole lines go from the front, behind the note that says so.
+        std::size_t cut = text_.size() - kKeptText;
+        const std::size_t lineEnd = text_.find('\n', cut);
+        cut = lineEnd == std::string::npos ? text_.size() : lineEnd + 1;
+        const std::string note = std::string(kDroppedNote) + "\r\n";
+        text_ = note + text_.substr(cut);
+        droppedNoteLength_ = note.size();
+    }
     // Setting the whole text puts the insertion point at the beginning, so the search finds
     // the first occurrence: a text posted twice shows the earlier one.
     selectionStart_ = text_.find(text);
     selectionLength_ = text.size();
+    if (selectionStart_ == std::string::npos) {
+        selectionStart_ = text_.size();
+        selectionLength_ = 0;
+    }
 }
 
 } // namespace bx

@@ -29,10 +29,18 @@ std::optional<FileLine> FileLineAt(const std::string& text, std::size_t caret);
 
 class MessageMonitor : public MessageSink {
 public:
+    // The pane keeps the last kKeptText bytes of what was posted, whole lines: a build tool
+    // that prints without end can't fill the memory. When older lines had to go, the text
+    // begins with kDroppedNote and a CR LF.
+    static constexpr std::size_t kKeptText = 4 * 1024 * 1024;
+    static constexpr const char* kDroppedNote =
+        "(Earlier messages are not shown: the pane keeps the last 4 MB of text.)";
+
     // The text becomes empty.
     void ClearMessages() override;
     // Appends text and CR LF, then selects the first occurrence of text in the whole pane, so
-    // that the pane scrolls to it. Any earlier selection is lost.
+    // that the pane scrolls to it. Any earlier selection is lost. A text no longer in the pane
+    // as a whole (longer than what it keeps) selects nothing at the end.
     void PostMessage(const std::string& text) override;
 
     const std::string& Text() const { return text_; }
@@ -45,6 +53,7 @@ public:
 
 private:
     std::string text_;
+    std::size_t droppedNoteLength_ = 0; // the note's share of text_, once lines were dropped
     std::size_t selectionStart_ = 0;
     std::size_t selectionLength_ = 0;
 };

@@ -3,7 +3,8 @@
 // build it, without a window.
 //
 //   new --body MODEL --name NAME --dir FOLDER [--rom IMAGE] [--settings FILE.gss] [--yes]
-//   build FILE.apl [--rebuild | --clean] [--external] [--settings FILE.gss] [--yes]
+//   build FILE.apl [--rebuild | --clean] [--external] [--timeout SECONDS] [--settings FILE.gss]
+//         [--yes]
 
 #include <iosfwd>
 #include <string>
@@ -15,9 +16,10 @@ namespace bx::cli {
 // without one or something couldn't be read or written; 2 a usage error.
 int RunNew(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 
-// args are the words after "build". Prints what the message pane shows. 0 only when the build
-// ends in "Build completed." (or, with --clean, when the clean-up ran); 1 otherwise; 2 a usage
-// error.
+// args are the words after "build". Prints what the message pane shows, the tool's lines as
+// they come. 0 only when the build ends in "Build completed." (or, with --clean, when the
+// clean-up ran); 1 otherwise (a tool stopped by --timeout among them); 2 a usage error;
+// 128 + the signal's number when SIGINT or SIGTERM stopped the build.
 int RunBuild(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 
 } // namespace bx::cli

@@ -6,6 +6,7 @@
 #include "sim/SingleStepTest.h"
 #include "sim/TrapRunner.h"
 
+#include <charconv>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -164,13 +165,13 @@ int CpuRun(const std::vector<std::string>& args, std::ostream& out, std::ostream
             const std::string* text = value("--limit");
             if (text == nullptr)
                 return 2;
-            try {
-                std::size_t used = 0;
-                limit = std::stoull(*text, &used);
-                if (used != text->size() || limit == 0)
-                    throw std::invalid_argument("limit");
-            } catch (const std::exception&) {
-                err << "cpu-run: --limit \"" << *text << "\" is not a positive count\n";
+            // Decimal digits only: stoull would take "-1" as 2^64 - 1, a run without end.
+            const char* last = text->data() + text->size();
+            auto [end, ec] = std::from_chars(text->data(), last, limit);
+            if (text->empty() || (*text)[0] < '0' || (*text)[0] > '9' || ec != std::errc() ||
+                end != last || limit == 0) {
+                err << "cpu-run: --limit \"" << *text
+                    << "\" is not a positive count of instructions\n";
                 return 2;
             }
         } else if (arg == "--model") {

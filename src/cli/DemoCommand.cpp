@@ -41,6 +41,12 @@ int RunDemo(const std::vector<std::string>& args, std::ostream& out, std::ostrea
         err << "tessarine-cli demo: takes no arguments\n";
         return 2;
     }
+    if (platform::TempFolder().empty()) {
+        // Never the root instead: the demo makes its folder in the temporary one.
+        err << "tessarine-cli demo: there is no temporary folder (TMPDIR names none, and /tmp "
+               "doesn't exist)\n";
+        return 1;
+    }
     out << VersionLine() << "\n\n" << SelfDescription();
 
     const std::string folder = FreshFolder();

@@ -11,6 +11,7 @@
 #include "foundation/ProgressCodes.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
+#include "platform/Process.h"
 #include "platform/QueueDispatcher.h"
 #include "settings/GlobalSettings.h"
 #include "sim/DevicePanel.h"
@@ -100,6 +101,9 @@ struct Press {
     std::string Key;
     double StartMs = 0;
     double EndMs = std::numeric_limits<double>::infinity();
+    // The same on the cycle count, once the clock is known.
+    uint64_t StartCycle = 0;
+    uint64_t EndCycle = std::numeric_limits<uint64_t>::max();
     int Button = -1; // a SimpleUI key, or -1 for a keypad key
     int Row = 0, Column = 0;
     bool Held = false, Done = false;
@@ -158,11 +162,29 @@ private:
     bool SetBreaks();
     std::optional<int32_t> ResolveBreak(const std::string& text);
     bool PrepareDevices();
-    // Runs posted work and the pressed keys until the host has seen a stop beyond those it had
-    // seen (true) or the simulated clock reaches deadlineMs (false).
-    bool WaitForStop(double deadlineMs);
+    // How a wait for a stop ended.
+    enum class Wait { Stopped, Deadline, Interrupted };
+    // While the target is halted: applies the presses due by now and sets the hold at the next
+    // moment something is due (a key, or deadline), so that the run the caller starts next
+    // stops its time exactly there.
+    void Arm(uint64_t deadline);
+    // Runs posted work until the host has seen a stop beyond those it had seen, the target is
+    // held at deadline (the cycle count), or a signal asked the command to end. Every key
+    // press and release lands on its exact cycle, whatever the host's speed.
+    Wait WaitForStop(uint64_t deadline);
+    // Ends the session as a signal asked: the target stops, the stop is reported, and the
+    // recording is still written.
+    int Interrupted();
     double SimulatedMs();
-    void ApplyPresses(double nowMs);
+    // The cycle count after ms more milliseconds of simulated time, and at ms after power-on.
+    uint64_t CyclesFor(double ms) const;
+    uint64_t CycleAtMs(double ms) const { return Saturated(originCycle_, CyclesFor(ms)); }
+    static uint64_t Saturated(uint64_t a, uint64_t b) {
+        return a > std::numeric_limits<uint64_t>::max() - b ? std::numeric_limits<uint64_t>::max()
+                                                            : a + b;
+    }
+    uint64_t Now() { return ktr_->Cycles(); }
+    void ApplyPresses(uint64_t nowCycle);
     void ReleaseAll();
     void Report(const std::string& reason);
     std::string ReasonOf(const RunHost::Stop& stop) const;
@@ -197,6 +219,9 @@ private:
     std::vector<Dump> dumps_;
     std::string wavPath_;
     double originSeconds_ = 0;
+    sim::KtrEmulator* ktr_ = nullptr;
+    uint64_t originCycle_ = 0;
+    uint64_t clockHz_ = 1;
     std::vector<std::pair<std::string, int32_t>> breaks_;
 };
 
@@ -293,10 +318,14 @@ int Session::Run() {
     if (!breaks_.empty() || parsed_.flags["--until-break"]) {
         std::vector<bool> reached(breaks_.size(), false);
         bool anyStop = false;
-        const double deadline = SimulatedMs() + timeoutMs_;
+        const uint64_t deadline = Saturated(Now(), CyclesFor(timeoutMs_));
         while (!anyStop || std::find(reached.begin(), reached.end(), false) != reached.end()) {
+            Arm(deadline);
             monitor_->Continue();
-            if (!WaitForStop(deadline)) {
+            const Wait wait = WaitForStop(deadline);
+            if (wait == Wait::Interrupted)
+                return Interrupted();
+            if (wait == Wait::Deadline) {
                 monitor_->Break();
                 Report("time budget spent");
                 err_ << kPrefix << "the time budget of " << timeoutMs_
@@ -333,8 +362,13 @@ int Session::Run() {
     }
     for (int64_t i = 0; i < stepOvers_; ++i) {
         const std::size_t seen = host_->Stops.size();
+        const uint64_t deadline = Saturated(Now(), CyclesFor(timeoutMs_));
+        Arm(deadline);
         monitor_->StepOver();
-        if (monitor_->Running() && !WaitForStop(SimulatedMs() + timeoutMs_)) {
+        const Wait wait = monitor_->Running() ? WaitForStop(deadline) : Wait::Stopped;
+        if (wait == Wait::Interrupted)
+            return Interrupted();
+        if (wait == Wait::Deadline) {
             monitor_->Break();
             Report("time budget spent");
             err_ << kPrefix << "a step over didn't come back within " << timeoutMs_
@@ -347,8 +381,13 @@ int Session::Run() {
     }
 
     if (runForMs_) {
+        const uint64_t deadline = Saturated(Now(), CyclesFor(*runForMs_));
+        Arm(deadline);
         monitor_->Continue();
-        if (WaitForStop(SimulatedMs() + *runForMs_)) {
+        const Wait wait = WaitForStop(deadline);
+        if (wait == Wait::Interrupted)
+            return Interrupted();
+        if (wait == Wait::Stopped) {
             Report(ReasonOf(host_->Stops.back()));
         } else {
             monitor_->Break();
@@ -388,10 +427,15 @@ bool Session::PowerOn() {
         err_ << "\n";
         return false;
     }
-    if (auto* ktr = dynamic_cast<sim::KtrEmulator*>(monitor_->CurrentEmulator().get())) {
-        ktr->SetUnthrottled(parsed_.flags["--unthrottled"]);
-        originSeconds_ = ktr->SimulatedSeconds();
+    ktr_ = dynamic_cast<sim::KtrEmulator*>(monitor_->CurrentEmulator().get());
+    if (!ktr_) {
+        err_ << kPrefix << "power-on gave no simulator to run\n";
+        return false;
     }
+    ktr_->SetUnthrottled(parsed_.flags["--unthrottled"]);
+    originSeconds_ = ktr_->SimulatedSeconds();
+    originCycle_ = ktr_->Cycles();
+    clockHz_ = static_cast<uint64_t>(std::max(1, ktr_->ClockHz()));
     Report("powered on");
     return true;
 }
@@ -426,7 +470,12 @@ bool Session::PrepareDevices() {
             return false;
         }
     }
-    ApplyPresses(0);
+    for (Press& press : presses_) {
+        press.StartCycle = CycleAtMs(press.StartMs);
+        if (std::isfinite(press.EndMs))
+            press.EndCycle = CycleAtMs(press.EndMs);
+    }
+    ApplyPresses(originCycle_);
     return true;
 }
 
@@ -503,22 +552,28 @@ bool Session::SetBreaks() {
 }
 
 double Session::SimulatedMs() {
-    if (auto* ktr = dynamic_cast<sim::KtrEmulator*>(monitor_->CurrentEmulator().get()))
-        return (ktr->SimulatedSeconds() - originSeconds_) * 1000.0;
-    return 0;
+    return ktr_ ? (ktr_->SimulatedSeconds() - originSeconds_) * 1000.0 : 0.0;
 }
 
-void Session::ApplyPresses(double nowMs) {
+uint64_t Session::CyclesFor(double ms) const {
+    // Whole milliseconds (the options take no fraction), rounded up to whole cycles.
+    if (!std::isfinite(ms) || ms >= 1e15)
+        return std::numeric_limits<uint64_t>::max();
+    const auto whole = static_cast<uint64_t>(ms);
+    return whole / 1000 * clockHz_ + (whole % 1000 * clockHz_ + 999) / 1000;
+}
+
+void Session::ApplyPresses(uint64_t nowCycle) {
     sim::DevicePanel& panel = host_->Panel;
     for (Press& press : presses_) {
-        if (!press.Held && !press.Done && nowMs >= press.StartMs) {
+        if (!press.Held && !press.Done && nowCycle >= press.StartCycle) {
             press.Held = true;
             if (press.Button >= 0)
                 panel.PressButton(press.Button);
             else
                 panel.PressKey(press.Row, press.Column);
         }
-        if (press.Held && nowMs >= press.EndMs) {
+        if (press.Held && nowCycle >= press.EndCycle) {
             press.Held = false;
             press.Done = true;
             if (press.Button >= 0)
@@ -532,31 +587,60 @@ void Session::ApplyPresses(double nowMs) {
 void Session::ReleaseAll() {
     for (Press& press : presses_) {
         if (press.Held)
-            press.EndMs = 0;
+            press.EndCycle = 0;
         else
             press.Done = true;
     }
-    ApplyPresses(std::numeric_limits<double>::infinity());
+    ApplyPresses(std::numeric_limits<uint64_t>::max());
 }
 
-bool Session::WaitForStop(double deadlineMs) {
+void Session::Arm(uint64_t deadline) {
+    const uint64_t now = Now();
+    ApplyPresses(now);
+    uint64_t next = deadline;
+    for (const Press& press : presses_) {
+        const uint64_t due = press.Done ? next : press.Held ? press.EndCycle : press.StartCycle;
+        if (due > now)
+            next = std::min(next, due);
+    }
+    ktr_->HoldAt(next);
+}
+
+Session::Wait Session::WaitForStop(uint64_t deadline) {
     using Clock = std::chrono::steady_clock;
     const std::size_t seen = host_->Stops.size();
     Clock::time_point lastPoll = Clock::now();
     for (;;) {
-        dispatcher_.RunUntil([&] { return host_->Stops.size() > seen; },
-                             std::chrono::milliseconds(1));
+        // The emulator posts a no-op when it reaches the hold, so this returns at once then.
+        dispatcher_.RunUntil(
+            [&] {
+                return host_->Stops.size() > seen || ktr_->Held() ||
+                       platform::InterruptWatch::Signal() != 0;
+            },
+            std::chrono::milliseconds(50));
         if (host_->Stops.size() > seen)
-            return true;
-        const double now = SimulatedMs();
-        ApplyPresses(now);
-        if (now >= deadlineMs)
-            return false;
+            return Wait::Stopped;
+        if (platform::InterruptWatch::Signal() != 0)
+            return Wait::Interrupted;
+        if (ktr_->Held()) {
+            // Held: the cycle count stands still and is exact.
+            if (Now() >= deadline)
+                return Wait::Deadline;
+            Arm(deadline);
+        }
         if (Clock::now() - lastPoll >= kResetKeyPoll) {
             monitor_->PollResetKey();
             lastPoll = Clock::now();
         }
     }
+}
+
+int Session::Interrupted() {
+    const int signal = platform::InterruptWatch::Signal();
+    monitor_->Break();
+    Report("interrupted by signal " + std::to_string(signal));
+    err_ << kPrefix << "stopped by signal " << signal << "\n";
+    return Finish(128 + signal);
 }
 
 std::string Session::ReasonOf(const RunHost::Stop& stop) const {
@@ -567,6 +651,10 @@ std::string Session::ReasonOf(const RunHost::Stop& stop) const {
         return "read breakpoint (the previous instruction read)";
     case break_kind::kWrite:
         return "write breakpoint (the previous instruction wrote)";
+    case sim::stop_cond::kStp:
+        return "the program executed STP (the CPU stopped)";
+    case sim::stop_cond::kIllegal:
+        return "execution reached an address with no memory";
     default:
         return "stopped by itself (condition " + std::to_string(stop.Cond) + ")";
     }
@@ -632,13 +720,15 @@ void Session::Report(const std::string& reason) {
 }
 
 int Session::Finish(int code) {
-    ReleaseAll();
+    // The target stops first, so that releasing the keys changes nothing it ran.
     if (monitor_)
         monitor_->BreakIfNecessary();
-    if (auto* ktr =
-            monitor_ ? dynamic_cast<sim::KtrEmulator*>(monitor_->CurrentEmulator().get()) : nullptr)
-        out_ << "ran " << ktr->Instructions() << " instructions, " << ktr->Cycles() << " cycles, "
+    if (ktr_) {
+        ReleaseAll();
+        ktr_->ReleaseHold();
+        out_ << "ran " << ktr_->Instructions() << " instructions, " << ktr_->Cycles() << " cycles, "
              << SimulatedMs() << " ms of simulated time\n";
+    }
     if (!wavPath_.empty() && host_) {
         const std::size_t samples = host_->Panel.RecordedSamples();
         if (!host_->Panel.StopRecording(wavPath_)) {
@@ -673,6 +763,9 @@ int RunSession(const std::vector<std::string>& args, std::ostream& out, std::ost
         PrintRunUsage(err);
         return run_exit::kUsage;
     }
+    // Ctrl+C or a TERM ends the session at the next moment the target can be stopped: the stop
+    // is reported and the recording written, as at the end of a phase.
+    platform::InterruptWatch interrupts;
     Session session(parsed, out, err);
     return session.Run();
 }

@@ -390,24 +390,19 @@ bool DebugMonitor::LoadRom() {
     std::shared_ptr<BuildTarget> run = appliance_->RunTarget();
     const std::string path = run ? run->OutputPath : std::string();
     const bool highWindow = appliance_->BankStart == 0xC000 && appliance_->BankSize == 0x4000;
-    // Whatever happens below, the image read for the slices goes with this load.
-    struct DropImage {
-        std::optional<std::string>& image;
-        ~DropImage() { image.reset(); }
-    } dropImage{romImage_};
     if (!LoadRomFile(path, 0, 0, highWindow ? 0x4000 : 0x8000, kUnbankedLength))
         return false;
     Trace(452, "First bank of " + std::to_string(appliance_->BankCount) + " loaded");
     for (int32_t bank = 0; bank < appliance_->BankCount; ++bank) {
         Trace(455, std::to_string(bank));
-        if (!LoadRomFile(path, (bank + 2) * kBankLength, bank, highWindow ? 0xC000 : 0x4000,
-                         kBankLength))
+        if (!LoadRomFile(path, static_cast<int64_t>(bank + 2) * kBankLength, bank,
+                         highWindow ? 0xC000 : 0x4000, kBankLength))
             return false;
     }
     return true;
 }
 
-bool DebugMonitor::LoadRomFile(const std::string& path, int32_t offset, int32_t bank,
+bool DebugMonitor::LoadRomFile(const std::string& path, int64_t offset, int32_t bank,
                                int32_t address, int32_t length) {
     const std::string where = path + " (@" + Hex2(bank) + ":" + Hex4(address) + ")";
     status_.StateArg(where);
@@ -417,22 +412,18 @@ bool DebugMonitor::LoadRomFile(const std::string& path, int32_t offset, int32_t 
             Trace(450, "ERROR: Load failed.");
             return false;
         }
-        // The image is read once per power-on, not once per slice: a 1 MB image has 63.
-        if (!romImage_ || romImagePath_ != path) {
-            romImage_ = platform::ReadFile(path);
-            romImagePath_ = path;
-        }
-        const std::optional<std::string>& content = romImage_;
+        // Only the slice is read: an image far larger than the banks (a file of gigabytes)
+        // costs no more time or memory than one of the right size.
+        const std::optional<std::string> content = platform::ReadFileSlice(
+            path, static_cast<uint64_t>(offset), static_cast<std::size_t>(length));
         if (!content)
             return false;
         // A file shorter than the slice leaves the slice's tail zero.
         std::vector<uint8_t> slice(static_cast<std::size_t>(length), 0);
-        const std::size_t start = static_cast<std::size_t>(offset);
-        for (std::size_t i = 0; i < slice.size() && start + i < content->size(); ++i)
-            slice[i] = static_cast<uint8_t>((*content)[start + i]);
+        std::copy(content->begin(), content->end(), slice.begin());
         int32_t count = length;
         emulator_->WriteMemory(bank * 65536 + address, count, slice);
-        Trace(450, "Load offset $" + Hex4(offset));
+        Trace(450, "Load offset $" + Hex4(static_cast<int32_t>(offset)));
         Trace(451, "Returning");
         return true;
     } catch (const std::exception&) {

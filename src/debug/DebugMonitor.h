@@ -195,7 +195,7 @@ private:
     bool LoadDevices();
     void ApplyDesignView();
     bool LoadRom();
-    bool LoadRomFile(const std::string& path, int32_t offset, int32_t bank, int32_t address,
+    bool LoadRomFile(const std::string& path, int64_t offset, int32_t bank, int32_t address,
                      int32_t length);
     bool LoadSymbols();
     bool RomIsCurrent();
@@ -238,9 +238,6 @@ private:
     bool tabGuard_ = false;
     bool disasmInFront_ = false;
     DisasmRows disasm_;
-    // The ROM image while LoadRom places its slices.
-    std::optional<std::string> romImage_;
-    std::string romImagePath_;
 };
 
 } // namespace bx

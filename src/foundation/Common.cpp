@@ -431,6 +431,20 @@ std::string DirectoryOf(const std::string& path) {
 
 // ---- Files and the process ---------------------------------------------------------------
 
+std::string ApplianceNameProblem(const std::string& name) {
+    auto allowed = [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+               c == '_' || c == '-' || c == '.';
+    };
+    const bool fits = !name.empty() && name[0] != '.' && name[0] != '-' &&
+                      std::all_of(name.begin(), name.end(), allowed);
+    if (fits)
+        return {};
+    return "The name \"" + name +
+           "\" can't be used for an appliance. A name may hold only the letters A-Z and a-z, "
+           "the digits 0-9, \"_\", \"-\" and \".\", and may not begin with \"-\" or \".\".";
+}
+
 void ChangeDirAndDrive(const std::string& path) {
     if (!platform::SetCurrentDirectory(path))
         throw BxError(errors::kPathNotFound, "Common", "Path not found: '" + path + "'");

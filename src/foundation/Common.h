@@ -66,6 +66,14 @@ std::string FileNameOf(const std::string& path);
 // backslash is the first character.
 std::string DirectoryOf(const std::string& path);
 
+// Why a text can't be an appliance's name, or the empty text when it can. The name is the
+// base of the appliance's file, ROM image and debug file, and stands in the Makefile and in
+// the tools' command lines, so it holds only what every one of them carries as it stands:
+// letters A-Z and a-z, digits, "_", "-" and ".", not at the start for the last two (no
+// hidden file, no option, no ".."). So a name never leads out of the appliance's folder.
+// The text names the allowed characters.
+std::string ApplianceNameProblem(const std::string& name);
+
 // ---- Files and the process ---------------------------------------------------------------
 
 // Sets the current directory to path (and the drive, where the system has drives).

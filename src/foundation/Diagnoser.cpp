@@ -21,9 +21,10 @@ constexpr const char* kLineEnd = "\n";
 // which reports it like any other file error. A trace log that silently stops would hide
 // exactly the run one wants to look at afterwards, and the program's folder has to be
 // writable anyway for the settings and the templates.
-[[noreturn]] void ThrowWriteError(const std::string& path) {
+[[noreturn]] void ThrowWriteError(const std::string& path, const std::string& whyNot = {}) {
     throw BxError(errors::kFileAccess, "Diagnoser",
-                  "Can't write the trace log " + platform::ToNativePath(path));
+                  "Can't write the trace log " + platform::ToNativePath(path) +
+                      (whyNot.empty() ? "" : ": " + whyNot));
 }
 
 // "2026-11-21 10:37:51": fixed width, sorts as text, one form in every locale.
@@ -40,8 +41,9 @@ std::string DateTimeLine() {
 Diagnoser::Diagnoser(std::string logPath) : logPath_(std::move(logPath)) {
     // The previous run's file is replaced whole: through a temporary file and a rename, so a
     // crash at this point leaves either the old log or the new one, never half of either.
-    if (!platform::WriteFileAtomic(logPath_, DateTimeLine() + kLineEnd))
-        ThrowWriteError(logPath_);
+    std::string whyNot;
+    if (!platform::WriteFileAtomic(logPath_, DateTimeLine() + kLineEnd, &whyNot))
+        ThrowWriteError(logPath_, whyNot);
 }
 
 Diagnoser& Diagnoser::Instance() {

@@ -26,6 +26,8 @@ namespace errors {
 inline constexpr int32_t kDuplicateKey = 457;
 // A step of the build rules failed (source "Appliance Object").
 inline constexpr int32_t kBuildStep = static_cast<int32_t>(0x80040001u);
+// A name that can't be a file's name (an appliance's title with a path separator in it).
+inline constexpr int32_t kBadFileName = 52;
 // A file or folder operation failed.
 inline constexpr int32_t kFileAccess = 75;
 // A path, drive or folder does not exist.

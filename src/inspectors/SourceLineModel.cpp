@@ -7,6 +7,7 @@
 #include "foundation/Error.h"
 #include "foundation/HostInterfaces.h"
 #include "platform/FileSystem.h"
+#include "platform/Paths.h"
 
 #include <algorithm>
 #include <cctype>
@@ -105,9 +106,12 @@ const std::string& SourceLineModel::ImageBytes() {
         if (!run)
             throw BxError(errors::kPathNotFound, "DebugView", "The appliance has no final image");
         const std::string path = appliance->Folder + run->OutputPath;
-        std::optional<std::string> content = platform::ReadFile(path);
+        // A prefix shows bytes of unbanked code only, whose offset from ProgramStart is below
+        // 64 KB: that much of the image is read, however large the file is.
+        std::optional<std::string> content = platform::ReadFileSlice(path, 0, 0x10000);
         if (!content)
-            throw BxError(errors::kFileAccess, "DebugView", "Can't read the image " + path);
+            throw BxError(errors::kFileAccess, "DebugView",
+                          "Can't read the image " + platform::ToNativePath(path));
         image_ = std::move(*content);
     }
     return *image_;

@@ -1,11 +1,14 @@
 #include "platform/FileSystem.h"
 
 #include "platform/Paths.h"
+#include "platform/Process.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
@@ -189,37 +192,139 @@ std::optional<std::string> ReadFile(const std::string& path) {
     return content.str();
 }
 
-bool WriteFileAtomic(const std::string& path, const std::string& content) {
-    static std::atomic<unsigned> counter{0};
-    fs::path target = Native(path);
-    fs::path temp =
-        ParentOf(target) / ("." + target.filename().string() + ".tmp" + std::to_string(::getpid()) +
-                            "-" + std::to_string(counter++));
-    int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+std::optional<std::string> ReadFileSlice(const std::string& path, uint64_t offset,
+                                         std::size_t length) {
+    std::error_code ec;
+    if (path.empty() || !fs::is_regular_file(Native(path), ec))
+        return std::nullopt;
+    const int fd = ::open(ToNativePath(path).c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
-        return false;
+        return std::nullopt;
+    std::string slice(length, '\0');
+    std::size_t got = 0;
+    while (got < length) {
+        const ssize_t n =
+            ::pread(fd, slice.data() + got, length - got, static_cast<off_t>(offset + got));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            ::close(fd);
+            return std::nullopt;
+        }
+        if (n == 0)
+            break; // the file's end
+        got += static_cast<std::size_t>(n);
+    }
+    ::close(fd);
+    slice.resize(got);
+    return slice;
+}
+
+namespace {
+
+// The file a path finally names: symbolic links are followed, a chain of them too, and one
+// whose target doesn't exist yet, so that a save replaces the target and the link stays.
+fs::path FinalTarget(fs::path path) {
+    std::error_code ec;
+    for (int hops = 0; hops < 40 && fs::is_symlink(fs::symlink_status(path, ec)); ++hops) {
+        const fs::path next = fs::read_symlink(path, ec);
+        if (ec)
+            break;
+        path = next.is_absolute() ? next : ParentOf(path) / next;
+    }
+    return path;
+}
+
+// The temporary files of one target: "." + its name + ".tmp" + process id + "-" + a count.
+// The name is cut short so that the temporary name stays within the file system's limit even
+// when the target's own name nearly reaches it.
+std::string TemporaryPrefix(const fs::path& target) {
+    return "." + target.filename().string().substr(0, 200) + ".tmp";
+}
+
+// Removes the temporary files a save of this target left when its process died between the
+// write and the rename. A file of a process that still runs may be a save in progress; one
+// of this process is never stale (its saves finish or clean up before they return).
+void RemoveStaleTemporaries(const fs::path& target) {
+    const std::string prefix = TemporaryPrefix(target);
+    std::error_code ec;
+    for (const auto& entry : fs::directory_iterator(ParentOf(target), ec)) {
+        const std::string name = entry.path().filename().string();
+        if (name.compare(0, prefix.size(), prefix) != 0)
+            continue;
+        const std::string rest = name.substr(prefix.size());
+        const std::size_t dash = rest.find('-');
+        if (dash == 0 || dash == std::string::npos || rest.find_first_not_of("0123456789") != dash)
+            continue;
+        const long pid = std::strtol(rest.substr(0, dash).c_str(), nullptr, 10);
+        if (pid <= 0 || pid == ::getpid())
+            continue;
+        if (::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH)
+            fs::remove(entry.path(), ec);
+    }
+}
+
+bool Fail(std::string* whyNot, const std::string& reason) {
+    if (whyNot)
+        *whyNot = reason;
+    return false;
+}
+
+} // namespace
+
+bool WriteFileAtomic(const std::string& path, const std::string& content, std::string* whyNot) {
+    static std::atomic<unsigned> counter{0};
+    const fs::path target = FinalTarget(Native(path));
+
+    struct stat existing {};
+    const bool exists = ::stat(target.c_str(), &existing) == 0;
+    if (exists && S_ISDIR(existing.st_mode))
+        return Fail(whyNot, ErrorText(EISDIR));
+    // The rename would replace a file its owner made read-only, or one of another user, as
+    // long as the folder is writable: the file's own permission is asked first. The owner's
+    // write bit counts for the superuser too, as it does for deleting.
+    if (exists && ((existing.st_mode & S_IWUSR) == 0 || ::access(target.c_str(), W_OK) != 0))
+        return Fail(whyNot, "the file is read-only");
+
+    RemoveStaleTemporaries(target);
+    const fs::path temp = ParentOf(target) / (TemporaryPrefix(target) + std::to_string(::getpid()) +
+                                              "-" + std::to_string(counter++));
+    const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0)
+        return Fail(whyNot, ErrorText(errno));
+    int error = 0;
+    if (exists) {
+        // Owner and group first, where the process may give them (changing the owner may
+        // clear the set-id bits), then the permission bits exactly, whatever the umask says.
+        if (::fchown(fd, existing.st_uid, existing.st_gid) != 0)
+            (void)::fchown(fd, static_cast<uid_t>(-1), existing.st_gid);
+        if (::fchmod(fd, existing.st_mode & 07777) != 0)
+            error = errno;
+    }
     const char* data = content.data();
     std::size_t left = content.size();
-    bool ok = true;
-    while (left > 0) {
-        ssize_t written = ::write(fd, data, left);
+    while (error == 0 && left > 0) {
+        const ssize_t written = ::write(fd, data, left);
         if (written < 0) {
-            if (errno == EINTR)
-                continue;
-            ok = false;
-            break;
+            if (errno != EINTR)
+                error = errno;
+            continue;
         }
         data += written;
         left -= static_cast<std::size_t>(written);
     }
     // The data reaches the disk before the rename makes it the file.
-    ok = ok && ::fsync(fd) == 0;
-    ok = (::close(fd) == 0) && ok;
-    if (ok)
-        ok = ::rename(temp.c_str(), target.c_str()) == 0;
-    if (!ok)
+    if (error == 0 && ::fsync(fd) != 0)
+        error = errno;
+    if (::close(fd) != 0 && error == 0)
+        error = errno;
+    if (error == 0 && ::rename(temp.c_str(), target.c_str()) != 0)
+        error = errno;
+    if (error != 0) {
         ::unlink(temp.c_str());
-    return ok;
+        return Fail(whyNot, ErrorText(error));
+    }
+    return true;
 }
 
 bool AppendToFile(const std::string& path, const std::string& text) {
@@ -233,10 +338,17 @@ bool AppendToFile(const std::string& path, const std::string& text) {
 
 std::string TempFolder() {
     std::error_code ec;
-    std::string folder = FromNativePath(fs::temp_directory_path(ec).string());
-    while (folder.size() > 1 && folder.back() == '\\')
-        folder.pop_back();
-    return folder;
+    fs::path folder;
+    if (const char* tmpdir = std::getenv("TMPDIR"); tmpdir && *tmpdir)
+        folder = tmpdir;
+    if (folder.empty() || !fs::is_directory(folder, ec))
+        folder = "/tmp";
+    if (!fs::is_directory(folder, ec))
+        return {};
+    std::string text = FromNativePath(folder.string());
+    while (text.size() > 1 && text.back() == '\\')
+        text.pop_back();
+    return text;
 }
 
 bool SetHighPriority() {

@@ -59,15 +59,34 @@ std::vector<std::string> ListSubfolders(const std::string& path);
 // The names (not paths) of the entries of a folder, sorted.
 std::vector<std::string> ListFolder(const std::string& path);
 
-// Whole-file reads and writes. WriteFileAtomic writes a temporary file in the same folder and
-// renames it over the target, so a crash never leaves half a file. ReadFile gives nothing for
-// a missing file or a folder.
+// Whole-file reads and writes. ReadFile gives nothing for a missing file or a folder.
 std::optional<std::string> ReadFile(const std::string& path);
-bool WriteFileAtomic(const std::string& path, const std::string& content);
+// Up to length bytes of a file from offset on, fewer at its end and none behind it; nothing
+// when the file can't be opened or read. Only the slice is read, however large the file is.
+std::optional<std::string> ReadFileSlice(const std::string& path, uint64_t offset,
+                                         std::size_t length);
+
+// The one save routine of the program: every file it writes (appliance, settings, Makefile,
+// log, recording) goes through here. The content goes into a hidden temporary file beside the
+// target, reaches the disk, and is renamed over the target, so a crash leaves either the old
+// file or the new one, never half of either. What the person set on the file stays:
+//   - a read-only target (no write permission for its owner, or none for this process) is
+//     refused, also where the folder would let a rename replace it; whyNot then ends in
+//     "is read-only";
+//   - a symbolic link is written through: its target gets the content, the link stays;
+//   - an existing file keeps its permission bits, and its owner and group where the process
+//     may give them (a new file gets the usual mode under the umask).
+// Temporary files of earlier saves into the same target whose process is gone (a save killed
+// between its write and its rename) are removed. On failure, whyNot (when given) receives the
+// reason in words, the system's own where it gave one.
+bool WriteFileAtomic(const std::string& path, const std::string& content,
+                     std::string* whyNot = nullptr);
 // Appends text to a file, creating it when missing (open, write, close).
 bool AppendToFile(const std::string& path, const std::string& text);
 
-// The system's temporary folder, backslash form, without a final "\".
+// The system's temporary folder, backslash form, without a final "\": the folder TMPDIR
+// names, or "/tmp" when TMPDIR is unset or names no folder (as the C library's temporary
+// files do). Empty only when neither exists.
 std::string TempFolder();
 // Asks the OS for a high scheduling priority; returns false when refused.
 bool SetHighPriority();

@@ -2,12 +2,15 @@
 
 #include "platform/Paths.h"
 
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 extern char** environ;
@@ -103,10 +106,26 @@ StartResult StartProcess(const std::vector<std::string>& words, const std::strin
     if (!folder.empty())
         posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
 
+    // A process group of its own (the child's id), with no signal blocked and the default
+    // handling of the two signals this process may watch for.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    sigset_t none, defaults;
+    sigemptyset(&none);
+    sigemptyset(&defaults);
+    sigaddset(&defaults, SIGINT);
+    sigaddset(&defaults, SIGTERM);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK |
+                                              POSIX_SPAWN_SETSIGDEF);
+
     pid_t pid = 0;
     // posix_spawnp searches PATH only for a name without "/", like a shell; glibc reports a
     // failed chdir or exec in the child as the call's result.
-    int error = ::posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    int error = ::posix_spawnp(&pid, argv[0], &actions, &attributes, argv.data(), environ);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0) {
         result.error = error;
@@ -117,17 +136,138 @@ StartResult StartProcess(const std::vector<std::string>& words, const std::strin
     return result;
 }
 
+namespace {
+int32_t StatusValue(int status) {
+    if (WIFEXITED(status))
+        return WEXITSTATUS(status);
+    if (WIFSIGNALED(status))
+        return 128 + WTERMSIG(status);
+    return -1;
+}
+} // namespace
+
 int32_t WaitForProcess(int process) {
     int status = 0;
     while (::waitpid(process, &status, 0) < 0) {
         if (errno != EINTR)
             return -1;
     }
-    if (WIFEXITED(status))
-        return WEXITSTATUS(status);
-    if (WIFSIGNALED(status))
-        return 128 + WTERMSIG(status);
-    return -1;
+    return StatusValue(status);
+}
+
+std::optional<int32_t> PollProcess(int process) {
+    int status = 0;
+    for (;;) {
+        const pid_t ended = ::waitpid(process, &status, WNOHANG);
+        if (ended == process)
+            return StatusValue(status);
+        if (ended == 0)
+            return std::nullopt;
+        if (errno != EINTR)
+            return -1; // not our child (any more): nothing to wait for
+    }
+}
+
+int32_t EndProcessGroup(int process, std::chrono::milliseconds grace) {
+    ::kill(-process, SIGTERM);
+    // Wait for the child to end without reaping it: while it stays a zombie its id, which is
+    // the group's, can't be given to another process, so the SIGKILL below reaches only what
+    // is left of the tool's own group.
+    const auto deadline = std::chrono::steady_clock::now() + grace;
+    for (;;) {
+        siginfo_t info{};
+        const int polled =
+            ::waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOHANG | WNOWAIT);
+        if (polled != 0 && errno != EINTR)
+            break;
+        if (polled == 0 && info.si_pid == process)
+            break;
+        if (std::chrono::steady_clock::now() >= deadline)
+            break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    ::kill(-process, SIGKILL);
+    return WaitForProcess(process);
+}
+
+GrowingFileReader::GrowingFileReader(const std::string& path)
+    : fd_(::open(ToNativePath(path).c_str(), O_RDWR | O_CLOEXEC)) {}
+
+GrowingFileReader::~GrowingFileReader() {
+    if (fd_ >= 0)
+        ::close(fd_);
+}
+
+std::size_t GrowingFileReader::ReadMore(std::string& into, std::size_t max) {
+    if (fd_ < 0 || max == 0)
+        return 0;
+    const std::size_t before = into.size();
+    into.resize(before + max);
+    ssize_t n;
+    do {
+        n = ::pread(fd_, into.data() + before, max, static_cast<off_t>(offset_));
+    } while (n < 0 && errno == EINTR);
+    const std::size_t got = n > 0 ? static_cast<std::size_t>(n) : 0;
+    into.resize(before + got);
+    offset_ += got;
+    return got;
+}
+
+void GrowingFileReader::ReleaseRead() {
+    // In large whole blocks, from the last release on: each punch costs the writer a moment,
+    // and a tool's ordinary output never reaches one. A file system that can't punch holes
+    // keeps the space until the file is deleted, as before.
+    constexpr uint64_t kBlock = uint64_t{64} << 20;
+    const uint64_t upTo = offset_ / kBlock * kBlock;
+    if (fd_ < 0 || upTo <= released_)
+        return;
+    ::fallocate(fd_, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, static_cast<off_t>(released_),
+                static_cast<off_t>(upTo - released_));
+    released_ = upTo;
+}
+
+namespace {
+std::atomic<int> noted{0};
+int watchDepth = 0;
+// A handler may only touch a lock-free atomic; the first signal wins.
+extern "C" void NoteSignal(int signal) {
+    int expected = 0;
+    noted.compare_exchange_strong(expected, signal);
+}
+} // namespace
+
+struct InterruptWatch::Saved {
+    struct sigaction interrupt {};
+    struct sigaction terminate {};
+};
+
+InterruptWatch::InterruptWatch() : saved_(std::make_unique<Saved>()) {
+    if (watchDepth++ == 0)
+        noted.store(0);
+    struct sigaction action {};
+    action.sa_handler = NoteSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    ::sigaction(SIGINT, &action, &saved_->interrupt);
+    ::sigaction(SIGTERM, &action, &saved_->terminate);
+}
+
+InterruptWatch::~InterruptWatch() {
+    ::sigaction(SIGINT, &saved_->interrupt, nullptr);
+    ::sigaction(SIGTERM, &saved_->terminate, nullptr);
+    --watchDepth;
+}
+
+int InterruptWatch::Signal() {
+    return noted.load();
+}
+
+void InterruptWatch::Raise(int signal) {
+    NoteSignal(signal);
+}
+
+void InterruptWatch::Clear() {
+    noted.store(0);
 }
 
 std::string ErrorText(int error) {

@@ -233,8 +233,8 @@ std::string XmlDocument::ToText() const {
     return text;
 }
 
-bool XmlDocument::SaveFile(const std::string& path) const {
-    return WriteFileAtomic(path, ToText());
+bool XmlDocument::SaveFile(const std::string& path, std::string* whyNot) const {
+    return WriteFileAtomic(path, ToText(), whyNot);
 }
 
 } // namespace bx::platform

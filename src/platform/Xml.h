@@ -75,8 +75,9 @@ public:
 
     // The document as text: no declaration, no added white space.
     std::string ToText() const;
-    // Writes ToText() through a temporary file and a rename. False when it can't be written.
-    bool SaveFile(const std::string& path) const;
+    // Writes ToText() through the save routine (WriteFileAtomic). False when it can't be
+    // written; whyNot (when given) then says why.
+    bool SaveFile(const std::string& path, std::string* whyNot = nullptr) const;
 
 private:
     std::unique_ptr<pugi::xml_document> doc_;

@@ -122,10 +122,11 @@ void WriteBody(XmlNode& mcu, const MCUBody& body) {
 }
 
 void WriteDocument(const XmlDocument& doc, const std::string& path) {
-    if (!doc.SaveFile(path))
+    std::string whyNot;
+    if (!doc.SaveFile(path, &whyNot))
         throw BxError(errors::kFileAccess, kSource,
                       "Can't write the global template file '" + platform::ToNativePath(path) +
-                          "'");
+                          "': " + whyNot);
 }
 
 } // namespace

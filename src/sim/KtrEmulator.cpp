@@ -162,10 +162,26 @@ void KtrEmulator::WorkerLoop() {
             simStart = machine_->Seconds();
         }
         const bool unthrottled = unthrottled_.load();
-        const uint64_t slice =
+        uint64_t slice =
             unthrottled ? kUnthrottledSlice
                         : std::max<uint64_t>(
                               1, static_cast<uint64_t>(machine_->ClockHz() * kPacedSliceSeconds));
+        if (holdCycle_) {
+            const uint64_t now = machine_->Cycles();
+            if (now >= *holdCycle_) {
+                // Held: the target stays running, its time stands still. The host hears of it
+                // through the dispatcher, and the hold ends when it moves or goes.
+                if (!held_.exchange(true))
+                    dispatcher_.post([] {});
+                // A hold set anew at the same cycle clears held_: the loop then announces it again.
+                wake_.wait(lock, [&] {
+                    return quit_ || !running_ || waiters_.load() > 0 || !holdCycle_ ||
+                           machine_->Cycles() < *holdCycle_ || !held_.load();
+                });
+                continue;
+            }
+            slice = std::min(slice, *holdCycle_ - now);
+        }
         const MachineStop stop = machine_->RunFor(slice, !firstSlice);
         firstSlice = false;
         if (stop.Cause != StopCause::None) {
@@ -251,6 +267,7 @@ int32_t KtrEmulator::Run() {
         return 0;
     ++generation_;
     running_ = true;
+    held_ = false;
     return 0;
 }
 
@@ -258,7 +275,25 @@ bool KtrEmulator::Stop() {
     Access access(*this);
     const bool was = running_;
     running_ = false;
+    held_ = false;
     return was;
+}
+
+void KtrEmulator::HoldAt(uint64_t cycle) {
+    Access access(*this);
+    holdCycle_ = cycle;
+    held_ = false;
+}
+
+void KtrEmulator::ReleaseHold() {
+    Access access(*this);
+    holdCycle_.reset();
+    held_ = false;
+}
+
+int32_t KtrEmulator::ClockHz() {
+    Access access(*this);
+    return clockHz_;
 }
 
 bool KtrEmulator::IsRunning() {

@@ -17,6 +17,14 @@
 // 100 ms behind does not race to catch up; the time base starts again from there. In
 // unthrottled mode (SetUnthrottled, for the command line and benchmarks) it never sleeps.
 //
+// Exact time. Where the slices end depends on the host's timing, so a host that must act at
+// an exact simulated moment (the command line's key presses and the end of a run phase) sets
+// a hold (HoldAt): the worker runs the target to the first instruction boundary at or after
+// that cycle and holds it there. The target still counts as running (Stop, Run and BreakHit
+// behave as ever); only its time stands still until the hold moves on or is released. The
+// worker posts a no-op through the Dispatcher when it reaches a hold, so a host waiting in its
+// dispatcher's loop wakes at once. Paced or unthrottled, the same holds give the same cycles.
+//
 // The extra operations below (counters, reset key, unthrottled mode) are for the command line,
 // the device panel and tests; each says from which thread it may be called.
 
@@ -31,6 +39,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 namespace bx::sim {
@@ -88,6 +97,14 @@ public:
     void SetResetKey(bool held) { resetKey_.store(held); }
     // UI thread, while halted or running: run as fast as the host can instead of in real time.
     void SetUnthrottled(bool on) { unthrottled_.store(on); }
+    // UI thread: hold the running target at the first instruction boundary at or after cycle
+    // (as Cycles() counts), or, released, let it run on. A new hold releases the old one.
+    void HoldAt(uint64_t cycle);
+    void ReleaseHold();
+    // Any thread: whether the worker holds the running target at the hold now.
+    bool Held() const { return held_.load(); }
+    // UI thread: the main clock in hertz, as SetClock gave it.
+    int32_t ClockHz();
     // UI thread: whether the target is running now.
     bool IsRunning();
     // UI thread: cycles and instructions since the model was selected; simulated seconds.
@@ -121,6 +138,8 @@ private:
     uint64_t generation_ = 0;
     std::atomic<bool> resetKey_{false};
     std::atomic<bool> unthrottled_{false};
+    std::optional<uint64_t> holdCycle_;
+    std::atomic<bool> held_{false};
     std::thread worker_;
 };
 

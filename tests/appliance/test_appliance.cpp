@@ -1,4 +1,6 @@
 #include "appliance/Appliance.h"
+#include "foundation/Common.h"
+#include "foundation/Error.h"
 #include "platform/FileSystem.h"
 #include "platform/ProgramFolder.h"
 #include "platform/Xml.h"
@@ -6,6 +8,7 @@
 #include "support/TempFolder.h"
 #include "support/TestDoubles.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
 
 namespace bx {
@@ -108,6 +111,22 @@ TEST_F(ApplianceTest, SaveLandsInFolderUnderTitleAndRestoresCurrentDirectory) {
     EXPECT_TRUE(platform::FileExists(work.Sub("first.apl")));
     EXPECT_TRUE(platform::FileExists(work.Sub("second.apl")));
     EXPECT_EQ(platform::CurrentDirectory(), before);
+}
+
+TEST_F(ApplianceTest, TitleThatLeadsOutOfTheFolderIsRefusedBeforeAnythingIsWritten) {
+    std::filesystem::create_directory(work.Native() / "inner");
+    for (const char* title : {"../x", "..\\..\\y", "/tmp/abs", "my app"}) {
+        auto appliance = MakeAppliance(title);
+        appliance->Folder = work.Sub("inner\\");
+        try {
+            appliance->Save(true);
+            ADD_FAILURE() << title << " was saved";
+        } catch (const BxError& error) {
+            EXPECT_EQ(error.Description, ApplianceNameProblem(title));
+        }
+    }
+    EXPECT_EQ(platform::ListFolder(work.Path()), std::vector<std::string>{"inner"});
+    EXPECT_TRUE(platform::ListFolder(work.Sub("inner")).empty());
 }
 
 TEST_F(ApplianceTest, SaveIntoMissingFolderFailsKeepsTheMarkAndTheDirectory) {

@@ -3,6 +3,8 @@
 // reach the new folder, and every message the wizard shows.
 #include "appliance/Appliance.h"
 #include "appliance_editor/ApplianceWizard.h"
+#include "foundation/Common.h"
+#include "foundation/Error.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
@@ -195,6 +197,17 @@ TEST_F(WizardTest, ExistingWorkingFolderIsRefusedEvenWhenEmpty) {
     EXPECT_EQ(wizard.WorkingFolder(), work.Sub("fresh") + "\\");
 }
 
+TEST_F(WizardTest, NameTheBuildCannotCarryIsRefusedBeforeTheFolderIsMade) {
+    for (const char* name : {"../esc", "my app", "a'b"}) {
+        prompter = test::ScriptedPrompter();
+        EXPECT_FALSE(CreateAppliance(settings, prompter, Inputs(name)));
+        ASSERT_EQ(prompter.Boxes().size(), 1u) << name;
+        EXPECT_EQ(prompter.Boxes()[0].title, "Appliance Wizard");
+        EXPECT_EQ(prompter.Boxes()[0].text, ApplianceNameProblem(name));
+    }
+    EXPECT_TRUE(platform::ListFolder(work.Path()).empty());
+}
+
 TEST_F(WizardTest, EmptyAssociationTableGivesNoStepsAndLabelsMainAsmWithoutAPlace) {
     Appliance tpl;
     tpl.Settings = &settings;
@@ -279,6 +292,28 @@ TEST_F(WizardTest, RomFormTakesItsNameFromTheImageAndCopiesIt) {
     EXPECT_EQ(platform::FileSize(folder + "game.v2.rom").value_or(0), 32768u);
     EXPECT_TRUE(appliance->BuildTargets().Empty());
     EXPECT_EQ(appliance->ClockParam, "2");
+}
+
+TEST_F(WizardTest, FailureAfterTheFolderWasMadeTakesTheFolderAndItsNewParentsAway) {
+    // A template whose clock the body lacks: the ROM form's clock lookup fails after the
+    // folder (and its missing parent) was made.
+    const std::string tpl = templates.ReadFile("KTR310/KTR310.tpl");
+    templates.WriteFile("KTR310/KTR310.tpl", tpl.substr(0, tpl.find("4 MHz")) + "9 MHz" +
+                                                 tpl.substr(tpl.find("4 MHz") + 5));
+    WizardInputs inputs = Inputs("game");
+    inputs.WorkingFolder = work.Sub("new\\game");
+    inputs.RomImagePath = templates.WriteFile("game.rom", "x");
+    EXPECT_THROW(CreateAppliance(settings, prompter, inputs), BxError);
+    EXPECT_TRUE(platform::ListFolder(work.Path()).empty());
+
+    // A save that fails after a successful Done takes the same way out.
+    std::string created;
+    auto appliance = CreateAppliance(settings, prompter, Inputs("demo"), &created);
+    ASSERT_TRUE(appliance);
+    EXPECT_EQ(created, work.Sub("demo"));
+    appliance->Model = "KTR999";
+    EXPECT_THROW(SaveNewAppliance(*appliance, created), BxError);
+    EXPECT_TRUE(platform::ListFolder(work.Path()).empty());
 }
 
 TEST_F(WizardTest, RomPathThatDoesNotExistIsRefusedBeforeTheDialogShows) {

@@ -12,6 +12,7 @@
 #include "support/TempFolder.h"
 #include "support/TestDoubles.h"
 
+#include <chrono>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -187,6 +188,26 @@ TEST(Makefile, TwoStepsReadByteForByteAndAPlainSourceGetsNoRule) {
                                        "\r\n");
 }
 
+TEST(Makefile, OnDiskEveryNameIsQuotedForMakeAndOneMakeCannotCarryIsRefused) {
+    platform::ScopedProgramFolder programFolder("\\p");
+    Appliance appliance;
+    appliance.Title = "demo";
+    appliance.AddBuildStep("demo.rom", "%tools%\\link %i", "my lib\\a#1.obj");
+    appliance.AddBuildStep("demo.rom", "%tools%\\link %i", "cost$.obj");
+    EXPECT_EQ(MakefileForMake(appliance), "demo.rom: demo.apl my\\ lib/a\\#1.obj cost$$.obj \r\n"
+                                          "\t/p/link \"my lib/a#1.obj\" \"cost$.obj\" \r\n"
+                                          "\r\n");
+    appliance.AddBuildStep("demo.rom", "%tools%\\link %i", "a;b.obj");
+    try {
+        MakefileForMake(appliance);
+        ADD_FAILURE() << "a name with \";\" went into the Makefile";
+    } catch (const BxError& error) {
+        EXPECT_NE(error.Description.find("\"a;b.obj\" can't stand in the Makefile"),
+                  std::string::npos)
+            << error.Description;
+    }
+}
+
 TEST(Makefile, NoStepsWithACommandGiveAnEmptyFile) {
     Appliance appliance;
     appliance.Title = "demo";
@@ -209,8 +230,7 @@ TEST_F(BuildDriverTest, InternalBuildWritesTheMakefileInTheSystemsFormAndRunsThe
                                              "link \"a.obj\" \"b.obj\" \r\n\r\n"
                                              "a.obj: demo.apl a.asm \r\n\t" +
                                              tools + "asm \"a.asm\" \r\n\r\n");
-    EXPECT_EQ(pane.lines,
-              (std::vector<std::string>{"making\r\nwarning\r\n\r\n", "Build completed."}));
+    EXPECT_EQ(pane.Text(), "making\r\nwarning\r\n\r\n\r\nBuild completed.\r\n");
     EXPECT_EQ(platform::CurrentDirectory(), before);
     // Every build drops the breakpoints and writes the appliance file.
     EXPECT_TRUE(appliance->Breakpoints().Empty());
@@ -224,10 +244,46 @@ TEST_F(BuildDriverTest, NonZeroExitStatusFailsTheBuildAndStillSavesWithoutBreakp
     appliance->Breakpoints().Add(0, 0x8000, 1, 1);
     appliance->Touch();
     EXPECT_FALSE(Build(*appliance, prompter, diagnoser));
-    EXPECT_EQ(pane.lines,
-              (std::vector<std::string>{"main.asm(3): Error: x\r\n\r\n", "Build failed."}));
+    EXPECT_EQ(pane.Text(), "main.asm(3): Error: x\r\n\r\n\r\nBuild failed.\r\n");
     EXPECT_TRUE(appliance->Breakpoints().Empty());
     EXPECT_FALSE(appliance->IsDirty());
+}
+
+TEST_F(BuildDriverTest, ToolThatEndsWellWithoutMakingTheRunTargetFailsTheBuild) {
+    AddExampleSteps();
+    appliance->RunTarget()->OutputPath = "demo.rom";
+    appliance->RunTarget()->Make = Helper() + " --out=nothing";
+    EXPECT_FALSE(Build(*appliance, prompter, diagnoser));
+    EXPECT_EQ(pane.Text(), "nothing\r\nThe build ended without making \"" + work.Native().string() +
+                               "/demo.rom\".\r\n\r\n\r\nBuild failed.\r\n");
+    work.WriteFile("demo.rom", "");
+    pane.lines.clear();
+    EXPECT_TRUE(Build(*appliance, prompter, diagnoser));
+    EXPECT_EQ(pane.lines.back(), "Build completed.");
+}
+
+TEST_F(BuildDriverTest, StopOrTimeLimitEndsTheToolAndTheBuildFailsWithItsLastSteps) {
+    AddExampleSteps();
+    appliance->RunTarget()->Make = Helper() + " --out=started --sleep=60000";
+    struct Row {
+        BuildControl control;
+        std::string note;
+    };
+    Row rows[2];
+    rows[0].control.timeLimit = std::chrono::milliseconds(100);
+    rows[0].note = "The build was stopped: the tool ran longer than 100 ms.";
+    rows[1].control.stopRequested = [this] {
+        return pane.Text().find("started") != std::string::npos;
+    };
+    rows[1].note = "The build was stopped before the tool ended.";
+    for (const Row& row : rows) {
+        pane.lines.clear();
+        appliance->Breakpoints().Add(0, 0x8000, 1, 1);
+        EXPECT_FALSE(Build(*appliance, prompter, diagnoser, row.control));
+        EXPECT_EQ(pane.Text(), "started\r\n" + row.note + "\r\n\r\n\r\nBuild failed.\r\n");
+        EXPECT_TRUE(appliance->Breakpoints().Empty());
+        EXPECT_TRUE(platform::FileExists(work.Sub("demo.apl")));
+    }
 }
 
 TEST_F(BuildDriverTest, ToolThatCannotStartGivesTheFatalErrorTextAndATraceLine) {
@@ -245,10 +301,11 @@ TEST_F(BuildDriverTest, ToolThatCannotStartGivesTheFatalErrorTextAndATraceLine) 
 }
 
 TEST_F(BuildDriverTest, ExternalBuildHandsTheBuilderItsCommandLineInTheSystemsForm) {
-    // A builder that lists its arguments, one per line.
+    // A builder that lists its arguments, one per line, and makes the ROM it was told of.
     const std::string script =
         work.WriteFile("builder.sh", "#!/bin/sh\n"
                                      "for a in \"$@\"; do echo \"[$a]\"; done\n"
+                                     ": > demo.rom\n"
                                      "exit 0\n");
     std::filesystem::permissions(platform::ToNativePath(script), std::filesystem::perms::owner_all);
     appliance->ExtBuilderInUse = true;
@@ -257,14 +314,12 @@ TEST_F(BuildDriverTest, ExternalBuildHandsTheBuilderItsCommandLineInTheSystemsFo
     EXPECT_TRUE(Build(*appliance, prompter, diagnoser));
     const std::string folder = work.Native().string();
     const std::string tools = platform::ToNativePath(appliance->ToolsPath());
-    ASSERT_EQ(pane.lines.size(), 2u);
-    EXPECT_EQ(pane.lines[0], "[-D]\r\n[" + folder +
-                                 "//]\r\n[-N]\r\n[demo]\r\n[-O]\r\n[demo.rom]\r\n"
-                                 "[-T]\r\n[" +
-                                 tools +
-                                 "/]\r\n[-MB]\r\n[KTR311]\r\n[-MP]\r\n[0]\r\n"
-                                 "[-MS]\r\n[-M2]\r\n[main.asm]\r\n\r\n");
-    EXPECT_EQ(pane.lines[1], "Build completed.");
+    EXPECT_EQ(pane.Text(), "[-D]\r\n[" + folder +
+                               "//]\r\n[-N]\r\n[demo]\r\n[-O]\r\n[demo.rom]\r\n"
+                               "[-T]\r\n[" +
+                               tools +
+                               "/]\r\n[-MB]\r\n[KTR311]\r\n[-MP]\r\n[0]\r\n"
+                               "[-MS]\r\n[-M2]\r\n[main.asm]\r\n\r\n\r\nBuild completed.\r\n");
     EXPECT_FALSE(platform::FileExists(work.Sub("Makefile")));
 }
 
@@ -348,9 +403,9 @@ TEST_F(BuildDriverTest, BuildCommandSavesSetsTheClockBuildsAndUpdatesTheTree) {
     pane.PostMessage("old");
     DoBuild(*appliance, true, false, false, hosts);
     EXPECT_EQ(pane.clears, 1);
-    EXPECT_EQ(pane.lines, (std::vector<std::string>{"Saving all open files.\r\n",
-                                                    "Building files that are out-of-date.\r\n",
-                                                    "done\r\n\r\n", "Build completed."}));
+    EXPECT_EQ(pane.Text(), "Saving all open files.\r\n\r\n"
+                           "Building files that are out-of-date.\r\n\r\n"
+                           "done\r\n\r\n\r\nBuild completed.\r\n");
     EXPECT_EQ(sources.calls, (std::vector<bool>{false}));
     EXPECT_EQ(window.calls, (std::vector<bool>{true}));
     EXPECT_EQ(appliance->ClockParam, "0");
@@ -367,10 +422,10 @@ TEST_F(BuildDriverTest, RebuildAsksBeforeDeletingAndNoOnlySkipsTheDeletion) {
     BuildHosts hosts{prompter, pane, sources, window, diagnoser};
     DoBuild(*appliance, false, true, true, hosts);
     EXPECT_EQ(pane.clears, 0);
-    EXPECT_EQ(pane.lines, (std::vector<std::string>{"Saving all open files.\r\n",
-                                                    "Deleting intermediate files.\r\n",
-                                                    "Building files that are out-of-date.\r\n",
-                                                    "done\r\n\r\n", "Build completed."}));
+    EXPECT_EQ(pane.Text(), "Saving all open files.\r\n\r\n"
+                           "Deleting intermediate files.\r\n\r\n"
+                           "Building files that are out-of-date.\r\n\r\n"
+                           "done\r\n\r\n\r\nBuild completed.\r\n");
     EXPECT_EQ(sources.calls, (std::vector<bool>{true}));
     EXPECT_EQ(prompter.Boxes().size(), 1u);
     EXPECT_TRUE(platform::FileExists(work.Sub("a.obj")));

@@ -35,6 +35,20 @@ TEST(MessagePane, PostSelectsTheFirstOccurrenceOfItsText) {
     EXPECT_EQ(pane.SelectionStart(), 7u);
 }
 
+TEST(MessagePane, KeepsABoundedTailOfWholeLinesAndSaysSo) {
+    MessageMonitor pane;
+    const std::string line(999, 'x'); // 1,001 bytes with the CR LF
+    const std::size_t posts = MessageMonitor::kKeptText / 1001 + 100;
+    for (std::size_t i = 0; i < posts; ++i)
+        pane.PostMessage(i + 1 == posts ? "main.asm(7): last" : line);
+    const std::string note = std::string(MessageMonitor::kDroppedNote) + "\r\n";
+    ASSERT_EQ(pane.Text().rfind(note, 0), 0u);
+    EXPECT_LE(pane.Text().size(), MessageMonitor::kKeptText + note.size());
+    EXPECT_EQ(pane.Text().substr(note.size(), line.size() + 2), line + "\r\n"); // whole lines
+    EXPECT_EQ(pane.Text().find(note, 1), std::string::npos) << "the note stands once";
+    EXPECT_EQ(pane.SourceAt(pane.Text().size() - 3), (FileLine{"main.asm", 7}));
+}
+
 TEST(PaneClick, ErrorLineGivesItsFileAndLineWhereverTheCaretStandsOnIt) {
     const std::string text =
         "Building\r\nmain.asm(42): Error: undefined symbol\r\nBuild failed.\r\n";

@@ -11,9 +11,14 @@
 #include "support/TempFolder.h"
 
 #include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <regex>
+#include <thread>
 #include <unistd.h>
 
 namespace bx {
@@ -130,6 +135,74 @@ TEST_F(ProcessRunnerTest, ProgramFolderThatCannotTakeFilesSendsThemToTheSystemsF
         if (name.rfind("vki", 0) == 0 || name.rfind("vko", 0) == 0) {
             EXPECT_NE(std::find(before.begin(), before.end(), name), before.end()) << name;
         }
+    }
+}
+
+// Whether a process has ended: gone, or a zombie nobody reaped yet.
+bool Ended(int pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string text;
+    std::getline(stat, text);
+    const std::size_t close = text.rfind(')');
+    return !stat || close == std::string::npos || text.substr(close + 2, 1) == "Z";
+}
+
+TEST_F(ProcessRunnerTest, StopEndsTheToolAndEverythingItStartedAndOutputArrivesAsItComes) {
+    std::string seen;
+    int waits = 0;
+    RunControl control;
+    control.onOutput = [&seen](const std::string& lines) { seen += lines; };
+    control.whileWaiting = [&waits] { ++waits; };
+    // Asked for the stop only once the line is there: the output came while the tool ran.
+    control.stopRequested = [&seen] { return seen.find("started") != std::string::npos; };
+    std::string command = Helper() + " --pid --spawn --sleep=100 --out=started --sleep=60000";
+    const RunResult result = ShellExecute(command, work.Path(), control, diagnoser);
+    EXPECT_EQ(result.End, RunEnd::Stopped);
+    EXPECT_GT(waits, 0);
+    std::vector<int> pids;
+    const std::regex pid("pid:([0-9]+)");
+    for (std::sregex_iterator it(seen.begin(), seen.end(), pid), end; it != end; ++it)
+        pids.push_back(std::stoi((*it)[1]));
+    ASSERT_EQ(pids.size(), 2u) << seen;
+    // The orphaned grandchild is reaped by the system in its own time.
+    for (int i = 0; i < 500 && !(Ended(pids[0]) && Ended(pids[1])); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_TRUE(Ended(pids[0]));
+    EXPECT_TRUE(Ended(pids[1]));
+    EXPECT_TRUE(TemporaryFilesLeft().empty());
+}
+
+TEST_F(ProcessRunnerTest, ToolOverItsTimeLimitIsEndedAndLeavesNoFiles) {
+    RunControl control;
+    control.timeLimit = std::chrono::milliseconds(100);
+    std::string command = Helper() + " --out=waiting --sleep=60000";
+    const RunResult result = ShellExecute(command, work.Path(), control, diagnoser);
+    EXPECT_EQ(result.End, RunEnd::TimedOut);
+    EXPECT_EQ(result.ExitCode, 128 + SIGTERM);
+    EXPECT_TRUE(TemporaryFilesLeft().empty());
+}
+
+TEST(OutputLines, PiecesBecomeCompleteLinesWhereverTheyAreCut) {
+    struct Row {
+        std::vector<std::string> pieces;
+        std::vector<std::string> posts; // what reaches the sink, Finish included
+    };
+    const std::string longLine(kLongestOutputLine + 3, 'x');
+    const Row rows[] = {
+        {{"a\nb", "c\n"}, {"a\r\n", "bc\r\n"}},
+        {{"a\r", "\nb\r", "\n"}, {"a\r\n", "b\r\n"}},
+        {{"a\r", "b"}, {"a\r\n", "b\r\n"}},
+        {{"one\ntwo\nthr", "ee"}, {"one\r\ntwo\r\n", "three\r\n"}},
+        {{longLine}, {longLine.substr(0, kLongestOutputLine) + "\r\n", "xxx\r\n"}},
+        {{""}, {}},
+    };
+    for (const Row& row : rows) {
+        std::vector<std::string> posts;
+        OutputLines lines([&posts](const std::string& text) { posts.push_back(text); });
+        for (const std::string& piece : row.pieces)
+            lines.Add(piece);
+        lines.Finish();
+        EXPECT_EQ(posts, row.posts) << row.pieces[0].substr(0, 20);
     }
 }
 

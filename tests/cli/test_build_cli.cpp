@@ -11,9 +11,11 @@
 #include "support/TempFolder.h"
 #include "support/TestDoubles.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <regex>
 #include <sstream>
 
 namespace bx::cli {
@@ -105,6 +107,36 @@ TEST_F(BuildCliTest, NewIntoAnExistingFolderPrintsTheWizardsBoxAndFails) {
         << result.err;
 }
 
+TEST_F(BuildCliTest, NewThatCannotSaveLeavesNothingBehindAndSaysNothingWasCreated) {
+    // A template naming a body the settings don't have: the wizard makes the folder, the save
+    // can't name the option attributes.
+    const std::string tpl = program.ReadFile("Templates/Sarnova/KTR310/KTR310.tpl");
+    program.WriteFile("Templates/Sarnova/KTR310/KTR310.tpl",
+                      std::regex_replace(tpl, std::regex("Model=\"KTR310\""), "Model=\"KTR999\""));
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        auto result =
+            RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("parent/demo")});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(result.err.find("KTR999"), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find("nothing was kept: " + Dir("parent") + " was removed again"),
+                  std::string::npos)
+            << result.err;
+        EXPECT_TRUE(platform::ListFolder(work.Path()).empty());
+    }
+}
+
+TEST_F(BuildCliTest, NewWithSettingsOfARefusedVersionSaysSo) {
+    program.WriteFile("old.gss", std::regex_replace(std::string(kSettings),
+                                                    std::regex("v 00.00.001"), "v 09.09.009"));
+    auto result = RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("demo"),
+                          "--settings", program.Native().string() + "/old.gss"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("are of a version this program doesn't read"), std::string::npos)
+        << result.err;
+    EXPECT_EQ(result.err.find("not found"), std::string::npos) << result.err;
+}
+
 TEST_F(BuildCliTest, NewWithoutItsRequiredOptionsIsAUsageError) {
     EXPECT_EQ(RunCli({"new", "--name", "x", "--dir", Dir("x")}).status, 2);
     EXPECT_EQ(RunCli({"new", "--body", "KTR310", "--name"}).status, 2);
@@ -161,6 +193,45 @@ TEST_F(BuildCliTest, BuildWithASyntaxErrorPrintsTheToolsLineAndFails) {
     EXPECT_EQ(result.out.substr(result.out.size() - 14), "Build failed.\n");
 }
 
+TEST_F(BuildCliTest, HangingToolIsStoppedByTheTimeLimitOrASignalAndLeavesNothingBehind) {
+    ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "hang", "--dir", Dir("hang")}).status,
+              0);
+    const std::string apl = work.ReadFile("hang/hang.apl");
+    auto withRunCommand = [&](const std::string& command) {
+        work.WriteFile("hang/hang.apl", std::regex_replace(apl, std::regex("Make=\"make %o\""),
+                                                           "Make=\"" + command + "\""));
+    };
+    struct Row {
+        std::string command;
+        std::vector<std::string> extra;
+        int status;
+        std::string note;
+    };
+    const Row rows[] = {
+        {"sh -c &quot;echo waiting; sleep 30&quot;",
+         {"--timeout", "1"},
+         1,
+         "waiting\nThe build was stopped: the tool ran longer than 1 second.\n"},
+        // The tool sends the TERM to the command itself, as "kill" from a terminal would.
+        {"sh -c &quot;echo waiting; kill -TERM $PPID; sleep 30&quot;",
+         {},
+         128 + SIGTERM,
+         "waiting\nThe build was stopped before the tool ended.\n"},
+    };
+    for (const Row& row : rows) {
+        withRunCommand(row.command);
+        std::vector<std::string> args{"build", Apl("hang")};
+        args.insert(args.end(), row.extra.begin(), row.extra.end());
+        auto result = RunCli(args);
+        EXPECT_EQ(result.status, row.status) << result.out << result.err;
+        EXPECT_NE(result.out.find(row.note), std::string::npos) << result.out;
+        EXPECT_TRUE(result.out.ends_with("Build failed.\n")) << result.out;
+        for (const std::string& name : platform::ListFolder(program.Path()))
+            EXPECT_TRUE(name.rfind("vki", 0) != 0 && name.rfind("vko", 0) != 0) << name;
+    }
+    EXPECT_EQ(RunCli({"build", Apl("hang"), "--timeout", "-1"}).status, 2);
+}
+
 TEST_F(BuildCliTest, BuildOfAnApplianceWithoutStepsWarnsAndPrintsNoPane) {
     auto made = RunCli({"new", "--body", "KTR310", "--name", "rom", "--dir", Dir("rom"), "--rom",
                         platform::ToNativePath(work.WriteFile("rom.bin", "x"))});
@@ -172,8 +243,8 @@ TEST_F(BuildCliTest, BuildOfAnApplianceWithoutStepsWarnsAndPrintsNoPane) {
 }
 
 TEST_F(BuildCliTest, ExternalBuildRunsTheSettingsBuilderWithItsCommandLine) {
-    const std::string builder =
-        program.WriteFile("builder.sh", "#!/bin/sh\necho \"builder got $*\"\nexit 0\n");
+    const std::string builder = program.WriteFile(
+        "builder.sh", "#!/bin/sh\necho \"builder got $*\"\n: > ext.rom\nexit 0\n");
     std::filesystem::permissions(platform::ToNativePath(builder),
                                  std::filesystem::perms::owner_all);
     ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "ext", "--dir", Dir("ext")}).status, 0);
@@ -183,7 +254,7 @@ TEST_F(BuildCliTest, ExternalBuildRunsTheSettingsBuilderWithItsCommandLine) {
                               program.Native().string() + "// -MB KTR310 -MP 0 -MS -M2 main.asm"),
               std::string::npos)
         << result.out;
-    // The builder wrote nothing; no Makefile was written either.
+    // The builder wrote only the ROM; no Makefile was written.
     EXPECT_FALSE(platform::FileExists(work.Sub("ext\\Makefile")));
 }
 

@@ -344,6 +344,7 @@ TEST(DebugMonitorPowerOn, LoadsTheRomImageInSlicesByBankLayout) {
         int32_t bankStart, bankSize, bankCount;
         std::size_t fileSize;
         std::vector<Slice> slices;
+        uint64_t sparseSize = 0; // the file made this long by a hole behind its content
     };
     const Case cases[] = {
         {"window at $4000: unbanked at $8000, banks at $4000",
@@ -368,6 +369,13 @@ TEST(DebugMonitorPowerOn, LoadsTheRomImageInSlicesByBankLayout) {
          0xC000,
          {{0x8000, 0, 0x8000}, {0x4000, 0x8000, 0x4000}}},
         {"no banks: the unbanked slice alone", 0x4000, 0x4000, 0, 0x8000, {{0x8000, 0, 0x8000}}},
+        {"an image of gigabytes: only its slices are read",
+         0x4000,
+         0x4000,
+         2,
+         0x10000,
+         {{0x8000, 0, 0x8000}, {0x4000, 0x8000, 0x4000}, {0x14000, 0xC000, 0x4000}},
+         uint64_t{1} << 32},
         {"a short file: the missing tail is zero",
          0x4000,
          0x4000,
@@ -383,6 +391,8 @@ TEST(DebugMonitorPowerOn, LoadsTheRomImageInSlicesByBankLayout) {
         rig.appliance.BankSize = c.bankSize;
         rig.appliance.BankCount = c.bankCount;
         rig.WriteRom(c.fileSize);
+        if (c.sparseSize != 0)
+            std::filesystem::resize_file(rig.Native("app.rom"), c.sparseSize);
 
         monitor.PowerOn();
 

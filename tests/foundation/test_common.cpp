@@ -358,6 +358,19 @@ void SetModified(const test::TempFolder& folder, const std::string& relative,
                                      std::filesystem::file_time_type::clock::now() + sinceNow);
 }
 
+TEST(CommonPathTexts, ApplianceNamesHoldOnlyWhatFilesAndTheBuildCarry) {
+    for (const char* good : {"demo", "KTR311.v2", "a_b-c", "A1"})
+        EXPECT_EQ(ApplianceNameProblem(good), "") << good;
+    for (const char* bad : {"", "../x", "..\\..\\y", "/abs", "C:x", "..", ".hidden", "-x", "my app",
+                            "a;b", "a'b", "a%o%b", "a\"b", "tab\there"})
+        EXPECT_EQ(ApplianceNameProblem(bad),
+                  std::string("The name \"") + bad +
+                      "\" can't be used for an appliance. A name may hold only the letters A-Z "
+                      "and a-z, the digits 0-9, \"_\", \"-\" and \".\", and may not begin with "
+                      "\"-\" or \".\".")
+            << bad;
+}
+
 TEST(CommonFiles, AMissingFileFolderOrEmptyPathHasTimeZeroAndLengthMinusOne) {
     test::TempFolder folder;
     for (const std::string& path : {folder.Sub("missing.txt"), folder.Path(), std::string()}) {

@@ -7,6 +7,9 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace bx::platform {
 namespace {
@@ -239,6 +242,15 @@ TEST(FileSystemFolders, TempFolderExistsWithoutFinalBackslash) {
     ASSERT_FALSE(temp.empty());
     EXPECT_NE(temp.back(), '\\');
     EXPECT_EQ(temp.find('/'), std::string::npos);
+
+    // A TMPDIR that names no folder is passed over, as the C library does, instead of
+    // giving an empty text that would put temporary things at the root.
+    const char* saved = std::getenv("TMPDIR");
+    const std::string previous = saved ? saved : "";
+    ::setenv("TMPDIR", "/no/such/folder", 1);
+    const std::string fallback = bx::platform::TempFolder();
+    saved ? ::setenv("TMPDIR", previous.c_str(), 1) : ::unsetenv("TMPDIR");
+    EXPECT_EQ(fallback, "\\tmp");
 }
 
 // Puts the current directory back at the end of a test.
@@ -310,6 +322,74 @@ TEST(FileSystemReadWrite, AtomicWriteThatFailsHalfWayKeepsTheOldFile) {
     EXPECT_EQ(ListFolder(folder.Path()), Names{"keep.txt"});
 }
 
+// What the person set on a file survives a save: read-only stays unwritten, the mode stays,
+// a link stays a link, and what a killed save left behind goes.
+TEST(FileSystemReadWrite, SaveKeepsModeLinksAndReadOnlyAndRemovesStaleTemporaries) {
+    TempFolder folder;
+    const std::string locked = folder.WriteFile("locked.apl", "old");
+    MakeReadOnly(folder, "locked.apl");
+    std::string whyNot;
+    EXPECT_FALSE(WriteFileAtomic(locked, "new", &whyNot));
+    EXPECT_EQ(whyNot, "the file is read-only");
+    EXPECT_EQ(folder.ReadFile("locked.apl"), "old");
+
+    const std::string secret = folder.WriteFile("secret.apl", "old");
+    fs::permissions(folder.Native() / "secret.apl", fs::perms::owner_read | fs::perms::owner_write);
+    ASSERT_TRUE(WriteFileAtomic(secret, "new"));
+    EXPECT_EQ(fs::status(folder.Native() / "secret.apl").permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write);
+
+    folder.WriteFile("real\\target.gss", "old");
+    fs::create_symlink("real/target.gss", folder.Native() / "link.gss");
+    ASSERT_TRUE(WriteFileAtomic(folder.Sub("link.gss"), "new"));
+    EXPECT_TRUE(fs::is_symlink(folder.Native() / "link.gss"));
+    EXPECT_EQ(folder.ReadFile("real\\target.gss"), "new");
+
+    // A process that ended (reaped at once) and one that runs (init) left temporaries.
+    const pid_t gone = ::fork();
+    if (gone == 0)
+        ::_exit(0);
+    ::waitpid(gone, nullptr, 0);
+    const std::string stale = ".keep.txt.tmp" + std::to_string(gone) + "-0";
+    folder.WriteFile(stale, "half");
+    folder.WriteFile(".keep.txt.tmp1-0", "in progress");
+    ASSERT_TRUE(WriteFileAtomic(folder.Sub("keep.txt"), "whole"));
+    EXPECT_FALSE(fs::exists(folder.Native() / stale));
+    EXPECT_TRUE(fs::exists(folder.Native() / ".keep.txt.tmp1-0"));
+}
+
+TEST(FileSystemReadWrite, SaveByAnotherUserOfAFileItMayNotWriteIsRefused) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "making a file of another user needs the superuser";
+    TempFolder folder;
+    const std::string path = folder.WriteFile("theirs.apl", "old");
+    fs::permissions(folder.Native(), fs::perms::all); // anyone may replace files in it
+    fs::permissions(folder.Native() / "theirs.apl", fs::perms::owner_read | fs::perms::owner_write |
+                                                        fs::perms::group_read |
+                                                        fs::perms::others_read);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
+            ::_exit(2);
+        std::string whyNot;
+        ::_exit(!WriteFileAtomic(path, "new", &whyNot) && whyNot == "the file is read-only" ? 0
+                                                                                            : 1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_EQ(folder.ReadFile("theirs.apl"), "old");
+}
+
+TEST(FileSystemReadWrite, SliceReadsOnlyThePartAsked) {
+    TempFolder folder;
+    const std::string path = folder.WriteFile("image.rom", "0123456789");
+    EXPECT_EQ(ReadFileSlice(path, 2, 3), std::optional<std::string>("234"));
+    EXPECT_EQ(ReadFileSlice(path, 8, 5), std::optional<std::string>("89"));
+    EXPECT_EQ(ReadFileSlice(path, 20, 5), std::optional<std::string>(""));
+    EXPECT_EQ(ReadFileSlice(folder.Sub("absent.rom"), 0, 1), std::nullopt);
+}
+
 TEST(FileSystemReadWrite, AppendCreatesThenAppends) {
     TempFolder folder;
     std::string path = folder.Sub("log.txt");
@@ -322,7 +402,9 @@ TEST(FileSystemReadWrite, AppendCreatesThenAppends) {
 TEST(FileSystemReadWrite, WritesIntoAMissingFolderOrOntoAFolderFail) {
     TempFolder folder;
     ASSERT_TRUE(CreateFolder(folder.Sub("dir")));
-    EXPECT_FALSE(WriteFileAtomic(folder.Sub("absent\\x.txt"), "x"));
+    std::string whyNot;
+    EXPECT_FALSE(WriteFileAtomic(folder.Sub("absent\\x.txt"), "x", &whyNot));
+    EXPECT_EQ(whyNot, "No such file or directory");
     EXPECT_FALSE(AppendToFile(folder.Sub("absent\\log.txt"), "x"));
     EXPECT_FALSE(AppendToFile(folder.Sub("dir"), "x"));
     EXPECT_EQ(ListFolder(folder.Path()), Names{"dir"});

@@ -151,6 +151,10 @@ TEST(CpuRunCommand, StopsAtStpAndRejectsBadArguments) {
         << "2 bytes do not fit at $FFFF";
     EXPECT_EQ(Cli({"cpu-run", image, "--load", "$0G00", "--start", "0"}).status, 2);
     EXPECT_EQ(Cli({"cpu-run", image, "--load", "0", "--start"}).status, 2);
+    for (const char* limit : {"-1", "+5", "0", "1e9", "99999999999999999999"})
+        EXPECT_EQ(Cli({"cpu-run", image, "--load", "0", "--start", "0", "--limit", limit}).status,
+                  2)
+            << limit;
     CliResult missing =
         Cli({"cpu-run", (folder.Native() / "none.bin").string(), "--load", "0", "--start", "0"});
     EXPECT_EQ(missing.status, 2);

@@ -140,6 +140,43 @@ nmi:    rti
     }
 }
 
+TEST(KtrThreads, AHoldStopsTimeOnTheSameCycleWhateverTheSlicesAndTheTargetStillRuns) {
+    REQUIRE_CA65();
+    KtrBoard board(emulator_model::kKTR311);
+    LOAD(board, Program(R"(
+reset:  ldx #$FF
+        txs
+loop:   inc $0200
+        bra loop
+irq:
+nmi:    rti
+)"));
+    uint64_t heldAt[2] = {};
+    uint8_t counted[2] = {};
+    for (int unthrottled = 0; unthrottled < 2; ++unthrottled) {
+        board.Emu->Reset();
+        board.Emu->SetUnthrottled(unthrottled == 1);
+        const uint64_t start = board.Emu->Cycles();
+        const uint8_t before = board.Peek(0x0200); // memory outlives the reset
+        board.Emu->HoldAt(start + 123'457);
+        board.Emu->Run();
+        ASSERT_TRUE(board.Dispatcher.RunUntil([&] { return board.Emu->Held(); }, 10s));
+        heldAt[unthrottled] = board.Emu->Cycles() - start;
+        counted[unthrottled] = static_cast<uint8_t>(board.Peek(0x0200) - before);
+        EXPECT_TRUE(board.Emu->IsRunning()) << "a held target still runs";
+        // Moved on, the hold lets the target go to the next one.
+        board.Emu->HoldAt(start + 200'000);
+        ASSERT_TRUE(board.Dispatcher.RunUntil(
+            [&] { return board.Emu->Held() && board.Emu->Cycles() >= start + 200'000; }, 10s));
+        EXPECT_TRUE(board.Emu->Stop());
+        board.Emu->ReleaseHold();
+    }
+    EXPECT_GE(heldAt[0], 123'457u);
+    EXPECT_LT(heldAt[0], 123'457u + 8); // the first instruction boundary at or after it
+    EXPECT_EQ(heldAt[0], heldAt[1]);
+    EXPECT_EQ(counted[0], counted[1]);
+}
+
 TEST(KtrThreads, DevicesAndHubMayGoWhileTheTargetDrivesThem) {
     REQUIRE_CA65();
     KtrBoard board(emulator_model::kKTR311);

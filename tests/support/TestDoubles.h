@@ -54,6 +54,15 @@ public:
         lines.clear();
         ++clears;
     }
+    // The pane's text: every post followed by the CR LF the pane puts behind it. A build's
+    // output arrives in as many posts as the tool's writes happened to be read in, so tests
+    // of output compare this text, not the posts.
+    std::string Text() const {
+        std::string text;
+        for (const std::string& line : lines)
+            text += line + "\r\n";
+        return text;
+    }
     std::vector<std::string> lines;
     int clears = 0;
 };

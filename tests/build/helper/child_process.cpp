@@ -6,11 +6,16 @@
 //   --stdin      writes "stdin:" and the number of bytes standard input holds
 //   --args       writes every remaining argument as "[argument]", one per line
 //   --exit=N     ends at once with status N
+//   --sleep=MS   sleeps MS milliseconds
+//   --pid        writes "pid:" and its process id and a line end
+//   --spawn      starts a copy of itself that writes "pid:" and its id and sleeps a minute:
+//                a grandchild in the same process group
 // Every write goes straight to the descriptor, so the order of the two streams in a shared
 // file is the order of the steps.
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -59,6 +64,16 @@ int main(int argc, char** argv) {
                 Write(1, std::string("[") + argv[i] + "]\n");
         } else if (Starts(argv[i], "--exit=", rest)) {
             return std::atoi(rest.c_str());
+        } else if (Starts(argv[i], "--sleep=", rest)) {
+            ::usleep(static_cast<useconds_t>(std::atoi(rest.c_str())) * 1000u);
+        } else if (std::strcmp(argv[i], "--pid") == 0) {
+            Write(1, "pid:" + std::to_string(::getpid()) + "\n");
+        } else if (std::strcmp(argv[i], "--spawn") == 0) {
+            if (::fork() == 0) {
+                Write(1, "pid:" + std::to_string(::getpid()) + "\n");
+                ::sleep(60);
+                std::_Exit(0);
+            }
         }
     }
     return 0;
