@@ -320,7 +320,7 @@ void FrameCommands::AddSourceCommand() {
 void FrameCommands::BuildCommand(bool clean, bool forceSave) {
     if (!applianceOpen_)
         return;
-    BuildHosts hosts{prompter_, messages_, windows_, windows_, diagnoser_};
+    BuildHosts hosts{prompter_, messages_, windows_, windows_, diagnoser_, BuildWatch};
     try {
         DoBuild(*appliance_, true, clean, forceSave, hosts);
     } catch (const BxError& error) {
@@ -375,7 +375,7 @@ void FrameCommands::TogglePower() {
     status_.GoAway();
     if (pendingBuild_) {
         pendingBuild_ = false;
-        BuildHosts hosts{prompter_, messages_, windows_, windows_, diagnoser_};
+        BuildHosts hosts{prompter_, messages_, windows_, windows_, diagnoser_, BuildWatch};
         try {
             DoBuild(*appliance_, true, true, false, hosts);
         } catch (const BxError& error) {

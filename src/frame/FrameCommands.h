@@ -175,6 +175,8 @@ public:
     bool BuildPending() const { return pendingBuild_; }
     const std::string& CurrentDesktop() const { return desktop_; }
     bool ExternalFlag = false;
+    // How the host watches a build while the tool runs and stops it (the studio's Stop).
+    BuildControl BuildWatch;
     CommandState& Commands() { return commands_; }
     GlobalSettings& Settings() { return settings_; }
     // "Sarnova ... Studio (Build #n)" with none open, else Folder + " " + the product text.

@@ -2,13 +2,16 @@
 
 #include "appliance/Appliance.h"
 #include "foundation/Error.h"
+#include "frame/ui/StudioIcons.h"
 
 #include <QFontDatabase>
+#include <QHBoxLayout>
 #include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QScrollBar>
 #include <QTabBar>
 #include <QTextBlock>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 namespace bx::ui {
@@ -26,7 +29,8 @@ QString Shown(const std::string& text) {
 } // namespace
 
 MessageWindow::MessageWindow(QWidget* parent)
-    : QWidget(parent), tbsSelector_(new QTabBar(this)), rtbMessage_(new QPlainTextEdit(this)) {
+    : QWidget(parent), tbsSelector_(new QTabBar(this)), rtbMessage_(new QPlainTextEdit(this)),
+      cmdStopBuild_(new QToolButton(this)) {
     setObjectName("edtMessage");
     tbsSelector_->setObjectName("tbsSelector");
     for (const char* tab : {"Message", "Trace", "Help"})
@@ -41,11 +45,29 @@ MessageWindow::MessageWindow(QWidget* parent)
     rtbMessage_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     rtbMessage_->viewport()->installEventFilter(this);
 
+    cmdStopBuild_->setObjectName("cmdStopBuild");
+    cmdStopBuild_->setText("Stop Build");
+    cmdStopBuild_->setToolTip("Stop the running build (Esc)");
+    cmdStopBuild_->setIcon(StudioIcon("Break"));
+    cmdStopBuild_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    cmdStopBuild_->setShortcut(QKeySequence(Qt::Key_Escape));
+    cmdStopBuild_->hide();
+    connect(cmdStopBuild_, &QToolButton::clicked, this, &MessageWindow::StopBuildRequested);
+
+    auto* bottom = new QHBoxLayout;
+    bottom->setContentsMargins(0, 0, 4, 0);
+    bottom->addWidget(tbsSelector_);
+    bottom->addStretch(1);
+    bottom->addWidget(cmdStopBuild_);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
     layout->addWidget(rtbMessage_, 1);
-    layout->addWidget(tbsSelector_, 0, Qt::AlignLeft);
+    layout->addLayout(bottom);
+}
+
+void MessageWindow::SetBuilding(bool building) {
+    cmdStopBuild_->setVisible(building);
 }
 
 MessageWindow::~MessageWindow() {
@@ -64,14 +86,19 @@ void MessageWindow::SetAppliance(Appliance* appliance) {
 void MessageWindow::PostMessage(const std::string& text) {
     const std::size_t before = monitor_.Text().size();
     monitor_.PostMessage(text);
+    const std::string& all = monitor_.Text();
     // The monitor sets its whole text anew; the control only takes what was added, so that a
     // long build's output doesn't cost the square of its length. What a person sees is the
     // same: the new text at the end, and the first occurrence of the posted text selected.
-    QTextCursor end(rtbMessage_->document());
-    end.movePosition(QTextCursor::End);
-    end.insertText(Shown(monitor_.Text().substr(before)));
+    // Once the monitor drops old lines (it keeps a bounded tail) the control takes it whole.
+    if (all.size() == before + text.size() + 2) {
+        QTextCursor end(rtbMessage_->document());
+        end.movePosition(QTextCursor::End);
+        end.insertText(Shown(all.substr(before)));
+    } else {
+        rtbMessage_->setPlainText(Shown(all));
+    }
 
-    const std::string& all = monitor_.Text();
     const QString head = Shown(all.substr(0, monitor_.SelectionStart()));
     const QString selected =
         Shown(all.substr(monitor_.SelectionStart(), monitor_.SelectionLength()));

@@ -11,6 +11,7 @@
 
 class QPlainTextEdit;
 class QTabBar;
+class QToolButton;
 
 namespace bx {
 class Appliance;
@@ -32,10 +33,15 @@ public:
 
     const MessageMonitor& Monitor() const { return monitor_; }
     QPlainTextEdit* TextControl() const { return rtbMessage_; }
+    // While a build runs the pane offers its Stop button.
+    void SetBuilding(bool building);
+    QToolButton* StopButton() const { return cmdStopBuild_; }
 
 signals:
     // A click on a tool's error line.
     void GotoFileLine(const QString& file, int line);
+    // The person asked for the running build to stop.
+    void StopBuildRequested();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -48,6 +54,7 @@ private:
     std::size_t buildConnection_ = 0;
     QTabBar* tbsSelector_;
     QPlainTextEdit* rtbMessage_;
+    QToolButton* cmdStopBuild_;
 };
 
 } // namespace bx::ui

@@ -224,6 +224,17 @@ MainFrame::MainFrame(Prompter* prompter, const Diagnoser* diagnoser, QWidget* pa
     BuildChildren();
     InstallHandlers();
     commands_->Commands().ItemChanged.Connect([this](const std::string& id) { SyncItem(id); });
+    // While a tool runs the window stays alive: it repaints, the pane shows the output so far,
+    // and its Stop button ends the build. No other command starts meanwhile (Perform).
+    commands_->BuildWatch.whileWaiting = [this] {
+        if (!building_) {
+            building_ = true;
+            messages_->SetBuilding(true);
+        }
+        QApplication::processEvents();
+    };
+    commands_->BuildWatch.stopRequested = [this] { return stopBuild_; };
+    connect(messages_, &MessageWindow::StopBuildRequested, this, [this] { stopBuild_ = true; });
     SyncAll();
 
     statusDesktop_ = new QLabel(this);
@@ -460,6 +471,12 @@ void MainFrame::SetCommandHandler(const std::string& menuItem, std::function<voi
 }
 
 void MainFrame::Perform(const std::string& menuItem) {
+    if (building_) {
+        statusBar()->showMessage("A build is running: wait for it, or stop it in the message "
+                                 "pane (Esc).",
+                                 5000);
+        return;
+    }
     const auto found = handlers_.find(menuItem);
     if (found == handlers_.end()) {
         const QString caption =
@@ -469,6 +486,16 @@ void MainFrame::Perform(const std::string& menuItem) {
     }
     // A command ends here, whatever went wrong inside it: the person gets the reason in a
     // box and the studio goes on.
+    struct BuildEnd {
+        MainFrame& frame;
+        ~BuildEnd() {
+            if (!frame.building_)
+                return;
+            frame.building_ = false;
+            frame.stopBuild_ = false;
+            frame.messages_->SetBuilding(false);
+        }
+    } buildEnd{*this};
     try {
         found->second();
     } catch (const BxError& error) {
@@ -824,6 +851,12 @@ void MainFrame::OpenGuide() {
 // ---- Closing ----------------------------------------------------------------------------------
 
 void MainFrame::closeEvent(QCloseEvent* event) {
+    if (building_) {
+        statusBar()->showMessage("A build is running: stop it first (Esc in the message pane).",
+                                 5000);
+        event->ignore();
+        return;
+    }
     bool mayClose = false;
     try {
         mayClose = commands_->QueryExit();

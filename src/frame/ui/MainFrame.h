@@ -167,6 +167,9 @@ private:
     std::string shownDesktop_;
     const Appliance* shownAppliance_ = nullptr;
     bool placing_ = false;
+    // A build's tool runs (the frame lets events run meanwhile), and whether Stop was asked.
+    bool building_ = false;
+    bool stopBuild_ = false;
 };
 
 } // namespace bx::ui

@@ -18,13 +18,16 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QDialog>
+#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QStandardPaths>
 #include <QTextBlock>
+#include <QTimer>
 #include <QToolBar>
+#include <QToolButton>
 #include <QtTest>
 #include <functional>
 
@@ -119,6 +122,33 @@ private slots:
         QVERIFY2(pane.contains("Build completed."), qPrintable(pane));
         QVERIFY(platform::FileExists(folder + "blinky.rom"));
         QCOMPARE(frame.Frame().Commands().Menu("mnuRecent(0)").Caption, folder + "blinky.apl");
+    }
+
+    void aBuildKeepsTheFrameAliveAndStopsOnRequest() {
+        if (!StudioBuildToolsPresent())
+            QSKIP("ca65, ld65 or make is not installed: the build is skipped");
+        BuiltStudio built;
+        ui::MainFrame& frame = built.studio.frame;
+        QVERIFY(frame.Initialise());
+        frame.show();
+        QVERIFY(built.CreateAppliance("stopper", "KTR311"));
+        frame.Frame().CurrentAppliance().RunTarget()->Make = "sleep 30";
+        bool stopShown = false;
+        QTimer::singleShot(300, &frame, [&] {
+            stopShown = frame.Messages()->StopButton()->isVisible();
+            frame.Perform("mnuApplClose"); // refused while the tool runs
+            QTest::mouseClick(frame.Messages()->StopButton(), Qt::LeftButton);
+        });
+        QElapsedTimer clock;
+        clock.start();
+        frame.Perform("mnuBuildUpdated");
+        QVERIFY(clock.elapsed() < 10000);
+        QVERIFY(stopShown);
+        QVERIFY(frame.Frame().ApplianceOpen());
+        QVERIFY(!frame.Messages()->StopButton()->isVisible());
+        const QString pane = frame.Messages()->TextControl()->toPlainText();
+        QVERIFY2(pane.contains("The build was stopped before the tool ended."), qPrintable(pane));
+        QVERIFY(pane.endsWith("Build failed.\n"));
     }
 
     void splashClosesOnAKeyOrAClickAndItsPictureWritesTheArchive() {
