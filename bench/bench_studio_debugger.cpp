@@ -6,6 +6,7 @@
 //  - BM_DisassemblyRepaint: one full paint of the disassembly (a screenful read from the
 //    target and drawn).
 #include "LargeAppliance.h"
+#include "StudioBench.h"
 #include "appliance/Appliance.h"
 #include "debug/ui/DebuggerControl.h"
 #include "foundation/Diagnoser.h"
@@ -21,7 +22,6 @@
 #include <QTabBar>
 #include <QTest>
 #include <benchmark/benchmark.h>
-#include <iostream>
 
 namespace {
 
@@ -29,20 +29,6 @@ class NoDialogs : public bx::ui::DialogRunner {
 public:
     int Exec(QDialog&) override { return QDialog::Rejected; }
 };
-
-class CountingPrompter : public bx::Prompter {
-public:
-    int ask(const std::string& title, const std::string& text, bx::Buttons, bx::Icon) override {
-        std::cerr << "box: " << title << ": " << text << "\n";
-        ++boxes;
-        return bx::AnswerNo;
-    }
-    int boxes = 0;
-};
-
-std::string ProgramFolder() {
-    return bx::platform::FromNativePath(BX_PROGRAM_DIR);
-}
 
 // The frame with the large appliance powered on, made once for all the benchmarks.
 struct PoweredStudio {

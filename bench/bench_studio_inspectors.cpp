@@ -10,6 +10,7 @@
 //  - BM_StepWithInspectorsShown: F8 from the frame's command to the whole frame painted again,
 //    the three windows shown beside the debugger; its inverse is how many lines a held F8
 //    steps a second.
+#include "StudioBench.h"
 #include "debug/DebugMonitor.h"
 #include "debug/Emulator.h"
 #include "debug/ui/DebuggerControl.h"
@@ -32,7 +33,6 @@
 #include <benchmark/benchmark.h>
 #include <cstdlib>
 #include <filesystem>
-#include <iostream>
 #include <unistd.h>
 
 namespace {
@@ -52,20 +52,6 @@ public:
     }
     std::string watch;
 };
-
-class CountingPrompter : public bx::Prompter {
-public:
-    int ask(const std::string& title, const std::string& text, bx::Buttons, bx::Icon) override {
-        std::cerr << "box: " << title << ": " << text << "\n";
-        ++boxes;
-        return bx::AnswerNo;
-    }
-    int boxes = 0;
-};
-
-std::string ProgramFolder() {
-    return bx::platform::FromNativePath(BX_PROGRAM_DIR);
-}
 
 // The starter appliance powered on in the frame, made once for all the benchmarks.
 struct PoweredStarter {

@@ -11,20 +11,10 @@ namespace bx {
 
 namespace {
 
-// The record text of a tag (its first part) and the value shown last (its second).
-std::string RecordText(const std::string& tag) {
-    return tag.substr(0, tag.find(RegisterTree::kSeparator));
-}
-
-std::string LastValue(const std::string& tag) {
-    const std::size_t separator = tag.find(RegisterTree::kSeparator);
-    return separator == std::string::npos ? std::string() : tag.substr(separator + 1);
-}
-
 // A fresh Watch from a tag's record text: each read works on one of these, never on a
 // record that was read before.
 void LoadRecord(Watch& watch, const std::string& tag) {
-    watch.FromString(RecordText(tag));
+    watch.FromString(watch_tag::Record(tag));
 }
 
 } // namespace
@@ -72,7 +62,7 @@ int32_t RegisterTree::AddNode(const Watch& watch, int32_t parent) {
     node.Key = watch.Title + kSeparator + watch.Category;
     node.Parent = parent;
     node.Text = watch.Title;
-    node.Tag = watch.AsString() + kSeparator;
+    node.Tag = watch_tag::Make(watch.AsString(), "");
     node.Image = watch.Category;
     node.Expanded = watch.Expanded;
     nodes_.push_back(std::move(node));
@@ -97,20 +87,20 @@ void RegisterTree::Refresh(Emulator& emulator) {
             break;
         if (!node.HasRecord())
             continue;
-        const std::string record = RecordText(node.Tag);
+        const std::string record = watch_tag::Record(node.Tag);
         Watch watch;
         LoadRecord(watch, node.Tag);
         if (!watch.IsReadable()) {
             node.Text = watch.Title + "=< >";
             continue;
         }
-        const std::string old = LastValue(node.Tag);
+        const std::string old = watch_tag::LastValue(node.Tag);
         const std::string value = watch.ValueString(emulator);
         if (!value.empty())
             node.Text = watch.Title + "=" + value;
         node.Changed = value != old && !old.empty();
         // The record's text as it was built: the read above may have consumed its Mask.
-        node.Tag = record + kSeparator + value;
+        node.Tag = watch_tag::Make(record, value);
     }
 }
 

@@ -15,6 +15,8 @@
 //
 // Trace lines under module 1002. UI thread only.
 
+#include "inspectors/Watch.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -26,7 +28,6 @@ namespace bx {
 class Appliance;
 class Diagnoser;
 class Emulator;
-class Watch;
 
 struct RegisterNode {
     std::string Key;     // Title, separator, Category; "Disabled" for the group of disabled items
@@ -42,7 +43,7 @@ struct RegisterNode {
 
 class RegisterTree {
 public:
-    static constexpr char kSeparator = '\x01';
+    static constexpr char kSeparator = watch_tag::kSeparator;
     static constexpr const char* kDisabledKey = "Disabled";
     static constexpr const char* kNoNodeHover = "Move over a register to see description";
 

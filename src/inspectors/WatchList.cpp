@@ -13,15 +13,6 @@ namespace bx {
 
 namespace {
 
-std::string RecordText(const std::string& tag) {
-    return tag.substr(0, tag.find(WatchList::kSeparator));
-}
-
-std::string PreviousValue(const std::string& tag) {
-    const std::size_t separator = tag.find(WatchList::kSeparator);
-    return separator == std::string::npos ? std::string() : tag.substr(separator + 1);
-}
-
 const std::string& ColumnText(const WatchRow& row, int32_t column) {
     return column == 0 ? row.Text : column == 1 ? row.Location : row.Value;
 }
@@ -42,7 +33,7 @@ void WatchList::SetAppliance(Appliance* appliance) {
         WatchRow row;
         row.Text = entry.item->Title;
         row.Location = entry.item->Location;
-        row.Tag = entry.item->AsString() + kSeparator;
+        row.Tag = watch_tag::Make(entry.item->AsString(), "");
         rows_.push_back(std::move(row));
     }
     ApplySort();
@@ -52,10 +43,10 @@ void WatchList::SetSymbolList(std::shared_ptr<Watches> symbols) {
     symbols_ = std::move(symbols);
     for (WatchRow& row : rows_) {
         Watch watch;
-        watch.FromString(RecordText(row.Tag));
+        watch.FromString(watch_tag::Record(row.Tag));
         watch.Location = EvalLocation(row.Text);
         row.Location = watch.Location;
-        row.Tag = watch.AsString() + kSeparator + PreviousValue(row.Tag);
+        row.Tag = watch_tag::Make(watch.AsString(), watch_tag::LastValue(row.Tag));
     }
 }
 
@@ -85,15 +76,15 @@ void WatchList::Refresh(Emulator* emulator) {
         diagnoser_->Trace(trace_module::kWatchEditor, 1020, "");
     }
     for (WatchRow& row : rows_) {
-        const std::string record = RecordText(row.Tag);
-        const std::string previous = PreviousValue(row.Tag);
+        const std::string record = watch_tag::Record(row.Tag);
+        const std::string previous = watch_tag::LastValue(row.Tag);
         Watch watch;
         watch.FromString(record);
         const std::string value = emulator ? watch.ValueString(*emulator) : "Invalid";
         if (!value.empty())
             row.Value = value;
         row.Changed = !(value == previous || previous.empty());
-        row.Tag = record + kSeparator + value;
+        row.Tag = watch_tag::Make(record, value);
     }
 }
 
@@ -123,7 +114,7 @@ bool WatchList::AddWatch(const std::string& name, WatchFormat format, int32_t si
         WatchRow row;
         row.Text = watch->Title;
         row.Location = watch->Location;
-        row.Tag = watch->AsString() + kSeparator;
+        row.Tag = watch_tag::Make(watch->AsString(), "");
         rows_.push_back(std::move(row));
         if (std::shared_ptr<Watch> group = appliance_->Watches().Item("", kGroupCategory))
             group->Children().AddItem(watch);
@@ -157,7 +148,7 @@ bool WatchList::CommitValue(std::size_t row, const std::string& typed, Emulator&
     if (typed.empty() || row >= rows_.size())
         return false;
     Watch watch;
-    watch.FromString(RecordText(rows_[row].Tag));
+    watch.FromString(watch_tag::Record(rows_[row].Tag));
     const std::string value = watch.ValueString(emulator);
     if (watch.Disabled || value.empty())
         return false;
@@ -165,7 +156,7 @@ bool WatchList::CommitValue(std::size_t row, const std::string& typed, Emulator&
     std::replace(text.begin(), text.end(), '-', '0');
     // The read above may have consumed the Mask: the write starts from the row's record again.
     Watch target;
-    target.FromString(RecordText(rows_[row].Tag));
+    target.FromString(watch_tag::Record(rows_[row].Tag));
     target.SetValueString(emulator, text);
     if (target.Invalid)
         return false;

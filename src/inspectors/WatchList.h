@@ -13,6 +13,8 @@
 //
 // Trace lines under module 1003. UI thread only.
 
+#include "inspectors/Watch.h"
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -23,8 +25,6 @@ namespace bx {
 class Appliance;
 class Diagnoser;
 class Emulator;
-class Watch;
-class Watches;
 
 // The format options of the watch item dialog, in the order they are tested.
 enum class WatchFormat { Hex, Dec, Bin };
@@ -39,7 +39,6 @@ struct WatchRow {
 
 class WatchList {
 public:
-    static constexpr char kSeparator = '\x01';
     static constexpr const char* kGroupCategory = "UserWatches";
     // The sizes of the dialog's size combo, by index.
     static constexpr int32_t kByte = 0;

@@ -87,29 +87,21 @@ void BreakpointDialog::Fill() {
     lvwBreaks_->resizeColumnToContents(2);
 }
 
-std::string BreakpointDialog::SelectedTag() const {
+std::optional<BreakpointLine> BreakpointDialog::SelectedLine() const {
     QTreeWidgetItem* item = lvwBreaks_->currentItem();
-    if (empty_ || !item)
-        return {};
-    return item->data(0, kTagRole).toString().toStdString();
+    if (empty_ || !item || !symbols_)
+        return std::nullopt;
+    return LineOfBreakpoint(item->data(0, kTagRole).toString().toStdString(), *symbols_);
 }
 
 void BreakpointDialog::GotoSelected() {
-    const std::string tag = SelectedTag();
-    if (tag.empty() || !symbols_)
-        return;
-    if (const std::optional<BreakpointLine> line = LineOfBreakpoint(tag, *symbols_))
-        if (host_.ShowFileLine)
-            host_.ShowFileLine(line->Path, line->Line);
+    if (const std::optional<BreakpointLine> line = SelectedLine(); line && host_.ShowFileLine)
+        host_.ShowFileLine(line->Path, line->Line);
 }
 
 void BreakpointDialog::DeleteSelected() {
-    const std::string tag = SelectedTag();
-    if (tag.empty() || !symbols_)
-        return;
-    if (const std::optional<BreakpointLine> line = LineOfBreakpoint(tag, *symbols_))
-        if (host_.ToggleBreak)
-            host_.ToggleBreak(line->Bank, line->Start);
+    if (const std::optional<BreakpointLine> line = SelectedLine(); line && host_.ToggleBreak)
+        host_.ToggleBreak(line->Bank, line->Start);
     Fill();
 }
 

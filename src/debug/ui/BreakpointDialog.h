@@ -5,8 +5,11 @@
 // the list is filled anew after each change. A breakpoint whose address has no source line
 // can be neither shown nor deleted from here.
 
+#include "inspectors/BreakpointList.h"
+
 #include <QDialog>
 #include <functional>
+#include <optional>
 #include <string>
 
 class QPushButton;
@@ -42,7 +45,9 @@ public:
 private:
     void GotoSelected();
     void DeleteSelected();
-    std::string SelectedTag() const;
+    // The source line of the selected breakpoint; nothing without one, or when its address
+    // has no line.
+    std::optional<BreakpointLine> SelectedLine() const;
 
     Appliance* appliance_;
     Symbler* symbols_;
