@@ -77,23 +77,10 @@ struct PoweredStarter {
         }
         diagnoser = std::make_unique<bx::Diagnoser>(
             bx::platform::FromNativePath((folder / "vkbx.log").string()));
-        frame = std::make_unique<bx::ui::MainFrame>(&prompter, diagnoser.get());
-        if (!frame->Initialise()) {
-            error = "the frame didn't start";
+        error = PowerOnInFrame(frame, prompter, *diagnoser,
+                               bx::platform::FromNativePath((app / "starter.apl").string()));
+        if (!error.empty())
             return;
-        }
-        frame->resize(1400, 900);
-        frame->show();
-        if (!QTest::qWaitForWindowExposed(frame.get())) {
-            error = "the frame didn't show";
-            return;
-        }
-        frame->Frame().Open(bx::platform::FromNativePath((app / "starter.apl").string()));
-        frame->Perform("mnuDbgPower");
-        if (!frame->Frame().Powered() || prompter.boxes != 0) {
-            error = "power-on failed";
-            return;
-        }
         for (const char* name : {"key", "leds", "level", "row_bits[2]"}) {
             dialogs.watch = name;
             Watches().AddWatch();
@@ -168,26 +155,12 @@ void BM_StepWithInspectorsShown(benchmark::State& state) {
         state.SkipWithError(starter.error.c_str());
         return;
     }
-    bx::ui::MainFrame& frame = *starter.frame;
-    for (auto _ : state) {
-        frame.Perform("mnuDbgStepIn");
-        frame.repaint();
-    }
-    state.counters["lines_per_second"] =
-        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+    MeasureStepToRepaintedFrame(state, *starter.frame);
 }
 BENCHMARK(BM_StepWithInspectorsShown)->Unit(benchmark::kMillisecond);
 
 } // namespace
 
 int main(int argc, char** argv) {
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    // The studio goes before the application does.
-    if (Starter().frame)
-        Starter().frame.reset();
-    return 0;
+    return RunStudioBenchmarks(argc, argv, [] { Starter().frame.reset(); });
 }
