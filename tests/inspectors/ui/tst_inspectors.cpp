@@ -37,14 +37,6 @@ namespace {
 const QColor kChanged(192, 0, 0);
 const QColor kWriteMark(192, 192, 255);
 
-// The line (from 1) of a view whose source text starts with text; 0 for none.
-int32_t LineOf(const SourceLineModel& view, const std::string& text) {
-    for (int32_t n = 1; n <= view.LineCount(); ++n)
-        if (view.Line(n).compare(SourceLineModel::kPrefixWidth, text.size(), text) == 0)
-            return n;
-    return 0;
-}
-
 // A double click as a person makes it: press, release, then the second press that the window
 // system reports as a double click.
 void DoubleClick(QWidget* widget, const QPoint& at) {
