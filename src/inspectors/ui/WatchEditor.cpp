@@ -348,15 +348,16 @@ bool WatchEditor::eventFilter(QObject* watched, QEvent* event) {
         } else if (event->type() == QEvent::FocusOut) {
             tbEditValue_->hide();
         }
-    } else if (watched == lvwWatch_->viewport()) {
-        auto* mouse = static_cast<QMouseEvent*>(event);
-        if (event->type() == QEvent::MouseButtonPress && mouse->button() == Qt::LeftButton) {
+    } else if (watched == lvwWatch_->viewport() &&
+               (event->type() == QEvent::MouseButtonPress ||
+                event->type() == QEvent::MouseButtonRelease) &&
+               static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
+        const QPoint at = static_cast<QMouseEvent*>(event)->position().toPoint();
+        if (event->type() == QEvent::MouseButtonPress) {
             // Only a click on a row that was selected already opens the value's box.
-            QTreeWidgetItem* item = lvwWatch_->itemAt(mouse->position().toPoint());
+            QTreeWidgetItem* item = lvwWatch_->itemAt(at);
             pressedSelected_ = item && item->isSelected() ? item : nullptr;
-        } else if (event->type() == QEvent::MouseButtonRelease &&
-                   mouse->button() == Qt::LeftButton) {
-            const QPoint at = mouse->position().toPoint();
+        } else {
             QTreeWidgetItem* item = lvwWatch_->itemAt(at);
             if (item && item == pressedSelected_ && editable_ &&
                 lvwWatch_->columnAt(at.x()) == kValueColumn)

@@ -314,6 +314,30 @@ private slots:
         // A click on the address or the characters opens nothing.
         QTest::mouseClick(canvas, Qt::LeftButton, {}, QPoint(2, at.y()));
         QVERIFY(!entry->isVisible());
+
+        // Go to address: a field that isn't hexadecimal gets its box and the dialog stays;
+        // then the rows move to the address, the bank held in its range.
+        std::vector<bool> accepted;
+        Dialogs().onDialog = [&accepted](QDialog& dialog) {
+            for (const char* address : {"12G4", "1234"}) {
+                Find<QLineEdit>(&dialog, "txtBank")->setText("7F");
+                Find<QLineEdit>(&dialog, "txtAddr")->setText(address);
+                QTest::mouseClick(Find<QPushButton>(&dialog, "cmdGoto"), Qt::LeftButton);
+                accepted.push_back(dialog.result() == QDialog::Accepted);
+            }
+            return dialog.result();
+        };
+        memory.GotoAddress();
+        Dialogs().onDialog = nullptr;
+        QCOMPARE(accepted, (std::vector<bool>{false, true}));
+        QCOMPARE(Prompts().Boxes().back().title, std::string("Error"));
+        QCOMPARE(Prompts().Boxes().back().text,
+                 std::string("The address you have entered is not valid. Please enter hex "
+                             "digits only (0-F)."));
+        QCOMPARE(memory.AddressBar()->value(), 0x123);
+        QCOMPARE(memory.BankBar()->value(), memory.BankBar()->maximum());
+        memory.BankBar()->setValue(0);
+        memory.AddressBar()->setValue(0);
     }
 
     void writeRangeFromTheDialogStopsTheTarget() {
