@@ -6,6 +6,7 @@
 //  - BM_DisassemblyRepaint: one full paint of the disassembly (a screenful read from the
 //    target and drawn).
 #include "LargeAppliance.h"
+#include "StudioBench.h"
 #include "appliance/Appliance.h"
 #include "debug/ui/DebuggerControl.h"
 #include "foundation/Diagnoser.h"
@@ -21,7 +22,6 @@
 #include <QTabBar>
 #include <QTest>
 #include <benchmark/benchmark.h>
-#include <iostream>
 
 namespace {
 
@@ -29,20 +29,6 @@ class NoDialogs : public bx::ui::DialogRunner {
 public:
     int Exec(QDialog&) override { return QDialog::Rejected; }
 };
-
-class CountingPrompter : public bx::Prompter {
-public:
-    int ask(const std::string& title, const std::string& text, bx::Buttons, bx::Icon) override {
-        std::cerr << "box: " << title << ": " << text << "\n";
-        ++boxes;
-        return bx::AnswerNo;
-    }
-    int boxes = 0;
-};
-
-std::string ProgramFolder() {
-    return bx::platform::FromNativePath(BX_PROGRAM_DIR);
-}
 
 // The frame with the large appliance powered on, made once for all the benchmarks.
 struct PoweredStudio {
@@ -80,21 +66,7 @@ struct PoweredStudio {
             appliance.RunTarget()->OutputPath = "big.rom";
             appliance.Save(true);
         }
-        frame = std::make_unique<bx::ui::MainFrame>(&prompter, diagnoser.get());
-        if (!frame->Initialise()) {
-            error = "the frame didn't start";
-            return;
-        }
-        frame->resize(1400, 900);
-        frame->show();
-        if (!QTest::qWaitForWindowExposed(frame.get())) {
-            error = "the frame didn't show";
-            return;
-        }
-        frame->Frame().Open(folder + "big.apl");
-        frame->Perform("mnuDbgPower");
-        if (!frame->Frame().Powered() || prompter.boxes != 0)
-            error = "power-on failed";
+        error = PowerOnInFrame(frame, prompter, *diagnoser, folder + "big.apl");
     }
     ~PoweredStudio() {
         frame.reset();
@@ -115,13 +87,8 @@ void BM_StepToRepaintedWindows(benchmark::State& state) {
     }
     bx::ui::MainFrame& frame = *studio.frame;
     const int tabs = frame.Debugger()->Tabs()->count() - 1;
-    for (auto _ : state) {
-        frame.Perform("mnuDbgStepIn");
-        frame.repaint();
-    }
+    MeasureStepToRepaintedFrame(state, frame);
     state.counters["source_tabs"] = tabs;
-    state.counters["lines_per_second"] =
-        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_StepToRepaintedWindows)->Unit(benchmark::kMillisecond);
 
@@ -143,13 +110,5 @@ BENCHMARK(BM_DisassemblyRepaint)->Unit(benchmark::kMillisecond);
 } // namespace
 
 int main(int argc, char** argv) {
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    // The studio goes before the application does.
-    if (Studio().frame)
-        Studio().frame.reset();
-    return 0;
+    return RunStudioBenchmarks(argc, argv, [] { Studio().frame.reset(); });
 }

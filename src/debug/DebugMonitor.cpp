@@ -452,7 +452,9 @@ bool DebugMonitor::LoadSymbols() {
             return false;
     }
 
-    if (std::unique_ptr<Watches> labels = symbler_->GetLabelsAsWatches(true))
+    // The watch window names variables: it takes the data labels and equates of the low 16 KB
+    // along with the code labels of the ROM, so that a watch such as "key" finds its address.
+    if (std::unique_ptr<Watches> labels = symbler_->GetLabelsAsWatches(false))
         inspectors_.SetSymbolList(std::shared_ptr<Watches>(std::move(labels)));
     Trace(520);
     status_.State(progress::kLoadingSourceFile);

@@ -12,6 +12,7 @@ namespace bx {
 // Module numbers of the trace lines.
 namespace trace_module {
 inline constexpr int32_t kDebugMonitor = 1001;
+inline constexpr int32_t kRegisterEditor = 1002;
 inline constexpr int32_t kWatchEditor = 1003;
 inline constexpr int32_t kMemoryEditor = 1005;
 inline constexpr int32_t kSymbler = 1030;

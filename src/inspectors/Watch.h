@@ -43,6 +43,26 @@ inline constexpr int32_t kWrite = 2;
 class Emulator;
 class Watches;
 
+// The register tree and the watch list show text copies of their watches, each kept as a tag:
+// the watch's AsString, the separator (code 1) and the value shown last. Each read rebuilds a
+// fresh Watch from the record text, so that the binary form's use of Mask never reaches the
+// copy the next read starts from.
+namespace watch_tag {
+inline constexpr char kSeparator = '\x01';
+inline std::string Make(const std::string& record, const std::string& lastValue) {
+    return record + kSeparator + lastValue;
+}
+// The record text: everything ahead of the separator.
+inline std::string Record(const std::string& tag) {
+    return tag.substr(0, tag.find(kSeparator));
+}
+// The value shown last; "" for a tag without a separator.
+inline std::string LastValue(const std::string& tag) {
+    const std::size_t separator = tag.find(kSeparator);
+    return separator == std::string::npos ? std::string() : tag.substr(separator + 1);
+}
+} // namespace watch_tag
+
 class Watch {
 public:
     Watch();

@@ -5,6 +5,7 @@
 
 #include "foundation/Diagnoser.h"
 #include "frame/ui/MainFrame.h"
+#include "inspectors/SourceLineModel.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
@@ -55,6 +56,14 @@ inline bool StudioBuildToolsPresent() {
         if (QStandardPaths::findExecutable(tool).isEmpty())
             return false;
     return true;
+}
+
+// The line (from 1) of a debugger's source view whose source text starts with text; 0 for none.
+inline int32_t LineOf(const SourceLineModel& view, const std::string& text) {
+    for (int32_t n = 1; n <= view.LineCount(); ++n)
+        if (view.Line(n).compare(SourceLineModel::kPrefixWidth, text.size(), text) == 0)
+            return n;
+    return 0;
 }
 
 // The frame of a test in a program folder, with its boxes and dialogs scripted.

@@ -4,7 +4,9 @@
 #include "appliance_editor/QueryUnload.h"
 #include "appliance_editor/ui/ApplianceWizardDialog.h"
 #include "build/ui/MessageWindow.h"
+#include "debug/ui/BreakpointDialog.h"
 #include "debug/ui/DebuggerControl.h"
+#include "debug/ui/MemoryAttributeDialog.h"
 #include "editor/ui/SourceWindow.h"
 #include "foundation/Diagnoser.h"
 #include "foundation/Error.h"
@@ -15,6 +17,9 @@
 #include "frame/ui/SplashWindow.h"
 #include "frame/ui/StatusWindow.h"
 #include "frame/ui/StudioIcons.h"
+#include "inspectors/ui/MemoryEditor.h"
+#include "inspectors/ui/RegisterEditor.h"
+#include "inspectors/ui/WatchEditor.h"
 #include "platform/Diagnostics.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
@@ -112,18 +117,6 @@ public:
 private:
     Prompter& prompter_;
     Appliance* appliance_ = nullptr;
-};
-
-class NoInspector : public QWidget, public InspectorContent {
-public:
-    explicit NoInspector(const QString& title) {
-        auto* layout = new QVBoxLayout(this);
-        layout->setContentsMargins(0, 0, 0, 0);
-        layout->addWidget(NotYetNote(title));
-    }
-    QWidget* Widget() override { return this; }
-    void SetAppliance(Appliance*) override {}
-    void EnableDebug(bool) override {}
 };
 
 // The devices still work without the panel's window: the simulator's surface without a
@@ -307,10 +300,10 @@ void MainFrame::BuildChildren() {
         {child::kWatch, "Watches"},
         {child::kMemory, "Memory"}};
     for (const auto& [name, caption] : inspectors) {
-        auto* inspector = new NoInspector(caption);
-        AddChild(name, caption)->SetContent(inspector);
-        inspectors_[name] = inspector;
+        AddChild(name, caption);
+        inspectors_[name] = nullptr;
     }
+    PlugInspectors();
     auto* prototyper = new NoPrototyper;
     AddChild(child::kPrototyper, "Prototyper")->SetContent(prototyper);
     prototyper_ = prototyper;
@@ -348,6 +341,33 @@ void MainFrame::UpdateStepOver() {
     // Step Over is there while the powered target is halted.
     commands_->Commands().EnableStepOverMenusWithCheck(commands_->Powered() &&
                                                        !debugger_->Running());
+}
+
+void MainFrame::PlugInspectors() {
+    auto* registers = new RegisterEditor(diagnoser_);
+    auto* watches = new WatchEditor(*prompter_, diagnoser_);
+    auto* memory = new MemoryEditor(*prompter_, diagnoser_);
+    SetContent(child::kRegister, registers);
+    SetContent(child::kWatch, watches);
+    SetContent(child::kMemory, memory);
+    connect(registers, &RegisterEditor::ValueChanged, this, &MainFrame::InspectorValueChanged);
+    connect(watches, &WatchEditor::ValueChanged, this, &MainFrame::InspectorValueChanged);
+    connect(memory, &MemoryEditor::ValueChanged, this, &MainFrame::InspectorValueChanged);
+    connect(registers, &RegisterEditor::HoverText, this,
+            [this](const QString& text) { statusBar()->showMessage(text); });
+}
+
+void MainFrame::InspectorValueChanged() {
+    // A value written from an inspector: with a session, the debugger's status update reads
+    // every inspector again and brings its views to the program counter; without one there is
+    // only the inspectors to read.
+    if (commands_->Powered() && source_->Debugger().CurrentEmulator()) {
+        source_->Update();
+    } else {
+        for (const auto& [name, inspector] : inspectors_)
+            if (inspector)
+                inspector->Reload();
+    }
 }
 
 void MainFrame::SetContent(const std::string& name, ChildContent* content) {
@@ -462,6 +482,27 @@ void MainFrame::InstallHandlers() {
     SetCommandHandler("mnuDbgBreak", [&source] { source.Break(); });
     SetCommandHandler("mnuBkptToggle", [&source] { source.ToggleBreak(-1, -1); });
     SetCommandHandler("mnuBkptClearAll", [&source] { source.ClearAllBreaks(); });
+    // The breakpoint dialogs, on the session of the debugger: nothing while the power is off.
+    SetCommandHandler("mnuBkptEdit", [this] {
+        DebuggerSide& debugger = source_->Debugger();
+        if (!commands_->Powered() || !debugger.CurrentEmulator())
+            return;
+        BreakpointListHost host;
+        host.ShowFileLine = [this](const std::string& path, int line) {
+            return source_->DebugShowFileLine(path, line);
+        };
+        host.ToggleBreak = [this](int bank, int address) { source_->ToggleBreak(bank, address); };
+        host.ClearAllBreaks = [this] { source_->ClearAllBreaks(); };
+        ShowBreakpointEditor(this, &commands_->CurrentAppliance(), debugger.Symbols(),
+                             std::move(host));
+    });
+    SetCommandHandler("mnuBkptMemory", [this] {
+        if (!commands_->Powered())
+            return;
+        ShowMemoryAttributeDialog(this, *prompter_, source_->Debugger().CurrentEmulator());
+        if (InspectorContent* memory = inspectors_[child::kMemory])
+            memory->Reload();
+    });
     SetCommandHandler("mnuHelpProductWeb", [this] { OpenGuide(); });
     SetCommandHandler("mnuAboutBX", [this] { ShowAbout(); });
 }

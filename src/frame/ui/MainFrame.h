@@ -129,6 +129,9 @@ private:
     // Keeps where the windows of the desktop shown now stand, in its record.
     void RecordShownDesktop();
     void ConnectDebugger();
+    // The register, watch and memory windows in their children, and what their edits start.
+    void PlugInspectors();
+    void InspectorValueChanged();
     // The frame's update after a stop, a run or a change of the debugger's tabs.
     void UpdateStepOver();
     // The plugged-in contents of a child other than the source and message windows.

@@ -27,14 +27,6 @@ const QColor kStrip(235, 235, 206);
 const QColor kCurrentRow(192, 208, 192);
 const QColor kMark(208, 128, 128);
 
-// The line (from 1) of the view whose source text starts with text; 0 for none.
-int32_t LineOf(const SourceLineModel& view, const std::string& text) {
-    for (int32_t n = 1; n <= view.LineCount(); ++n)
-        if (view.Line(n).compare(SourceLineModel::kPrefixWidth, text.size(), text) == 0)
-            return n;
-    return 0;
-}
-
 // The pixel row of a line's middle, as the view paints it.
 int RowMiddle(ui::DebugView& widget, int32_t line) {
     return (line - widget.Model()->TopLine()) * widget.RowPixels() + widget.RowPixels() / 2;

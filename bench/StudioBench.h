@@ -1,0 +1,79 @@
+#pragma once
+// What the studio's benchmarks that power a target on in the frame share: a prompter that counts
+// the boxes instead of showing them (a measured flow shows none), the program's folder of this
+// build, the frame with an appliance opened and powered on, F8 to the repainted frame, and
+// main().
+
+#include "foundation/Diagnoser.h"
+#include "foundation/HostInterfaces.h"
+#include "frame/ui/MainFrame.h"
+#include "platform/Paths.h"
+
+#include <QApplication>
+#include <QTest>
+#include <benchmark/benchmark.h>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <string>
+
+namespace {
+
+// Prints each box, answers No and counts them.
+class CountingPrompter : public bx::Prompter {
+public:
+    int ask(const std::string& title, const std::string& text, bx::Buttons, bx::Icon) override {
+        std::cerr << "box: " << title << ": " << text << "\n";
+        ++boxes;
+        return bx::AnswerNo;
+    }
+    int boxes = 0;
+};
+
+std::string ProgramFolder() {
+    return bx::platform::FromNativePath(BX_PROGRAM_DIR);
+}
+
+// A frame of 1400 x 900 on the screen with the appliance at apl (the system's path form) opened
+// and powered on; what went wrong, or "" when the target is halted with no box shown.
+std::string PowerOnInFrame(std::unique_ptr<bx::ui::MainFrame>& frame, CountingPrompter& prompter,
+                           const bx::Diagnoser& diagnoser, const std::string& apl) {
+    frame = std::make_unique<bx::ui::MainFrame>(&prompter, &diagnoser);
+    if (!frame->Initialise())
+        return "the frame didn't start";
+    frame->resize(1400, 900);
+    frame->show();
+    if (!QTest::qWaitForWindowExposed(frame.get()))
+        return "the frame didn't show";
+    frame->Frame().Open(apl);
+    frame->Perform("mnuDbgPower");
+    if (!frame->Frame().Powered() || prompter.boxes != 0)
+        return "power-on failed";
+    return "";
+}
+
+// F8 from the frame's command to the whole frame painted again; its inverse is how many lines a
+// held F8 steps a second.
+void MeasureStepToRepaintedFrame(benchmark::State& state, bx::ui::MainFrame& frame) {
+    for (auto _ : state) {
+        frame.Perform("mnuDbgStepIn");
+        frame.repaint();
+    }
+    state.counters["lines_per_second"] =
+        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+
+// main() of a studio benchmark: the application on the offscreen platform, the benchmarks, then
+// release, so that the studio goes before the application does.
+int RunStudioBenchmarks(int argc, char** argv, const std::function<void()>& release) {
+    setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    QApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    release();
+    return 0;
+}
+
+} // namespace
