@@ -163,7 +163,7 @@ void DebuggerControl::SyncViews() {
 
 void DebuggerControl::ShowStatus() {
     const std::shared_ptr<Emulator>& emulator = monitor_->CurrentEmulator();
-    if (!monitor_->GetAppliance() || !monitor_->PollingResetKey() || !emulator) {
+    if (!monitor_->GetAppliance() || !powered_ || !emulator) {
         sbrStatus_->showMessage("Powered off");
         return;
     }
@@ -183,6 +183,7 @@ void DebuggerControl::SetAppliance(Appliance* appliance) {
     if (!appliance) {
         monitor_->BreakIfNecessary();
         pollingResetKeyTimer_.stop();
+        powered_ = false;
     }
     monitor_->SetAppliance(appliance);
     ShowStatus();
@@ -265,6 +266,7 @@ bool DebuggerControl::PowerOn() {
     } catch (const BxError& error) {
         prompter_.ask("Power On", error.Description, Buttons::Ok, Icon::Exclamation);
     }
+    powered_ = on;
     if (on)
         pollingResetKeyTimer_.start();
     else
@@ -279,6 +281,7 @@ bool DebuggerControl::QueryShutdown() {
 }
 
 void DebuggerControl::PowerOff() {
+    powered_ = false;
     pollingResetKeyTimer_.stop();
     AttachRegistersAndWatches(nullptr);
     AttachMemory(nullptr);
@@ -301,7 +304,7 @@ bool DebuggerControl::DebugShowFileLine(const std::string& file, int line) {
 }
 
 std::shared_ptr<Emulator> DebuggerControl::CurrentEmulator() {
-    return monitor_->PollingResetKey() ? monitor_->CurrentEmulator() : nullptr;
+    return powered_ ? monitor_->CurrentEmulator() : nullptr;
 }
 
 Symbler* DebuggerControl::Symbols() {

@@ -138,6 +138,8 @@ private:
     QTimer pollingResetKeyTimer_;
     std::map<int32_t, DebugView*> views_;
     bool syncing_ = false;
+    // Between a power-on that worked and the power-off.
+    bool powered_ = false;
     int busyDepth_ = 0;
 };
 
