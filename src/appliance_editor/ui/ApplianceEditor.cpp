@@ -614,32 +614,26 @@ void ApplianceEditor::OnParentLostFocus() {
 void ApplianceEditor::RootRenamed(QTreeWidgetItem* item) {
     if (filling_ || !appliance_ || KeyOf(item) != "Appl")
         return;
-    const QString title = item->text(0);
-    if (title.toStdString() == appliance_->Title)
+    const std::string title = item->text(0).toStdString();
+    if (title == appliance_->Title)
         return;
-    auto putBack = [&] {
-        filling_ = true;
-        item->setText(0, Q(appliance_->Title));
-        filling_ = false;
-    };
-    if (!MayChange()) {
-        putBack();
-        return;
-    }
-    if (!IsFileTitle(title)) {
-        putBack();
-        prompter_.ask(kEditorTitle,
-                      "An appliance's name is the name of its file: it can't be empty, begin or "
-                      "end with a blank, or hold any of \\ / : * ? \" < > |.",
-                      Buttons::Ok, Icon::Exclamation);
-        return;
-    }
-    // The change comes back through Update, outside the tree's own editing.
+    // Whatever the answer, the tree is shown again from the model once the tree's own editing
+    // has ended: with the new title, or with the old one back.
     QMetaObject::invokeMethod(
         this,
-        [this, name = title.toStdString()] {
+        [this, title] {
+            if (!IsFileTitle(QString::fromStdString(title))) {
+                if (MayChange())
+                    prompter_.ask(kEditorTitle,
+                                  "An appliance's name is the name of its file: it can't be "
+                                  "empty, begin or end with a blank, or hold any of \\ / : * ? "
+                                  "\" < > |.",
+                                  Buttons::Ok, Icon::Exclamation);
+                Update(true);
+                return;
+            }
             Change([&] {
-                appliance_->Title = name;
+                appliance_->Title = title;
                 appliance_->Touch();
             });
         },

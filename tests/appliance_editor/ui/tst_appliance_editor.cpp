@@ -175,6 +175,23 @@ private slots:
         QVERIFY(commands_->Menu("mnuSegConf").Enabled);
     }
 
+    void onlyTheRootTakesANewNameAndOnlyAFileName() {
+        QTreeWidget* tree = editor_->Tree();
+        QVERIFY(tree->topLevelItem(0)->flags() & Qt::ItemIsEditable);
+        QVERIFY(!(tree->topLevelItem(0)->child(0)->flags() & Qt::ItemIsEditable));
+        prompts_.Answer(AnswerOk);
+        tree->topLevelItem(0)->setText(0, "door/bell");
+        QCoreApplication::processEvents();
+        QCOMPARE(prompts_.Boxes().size(), std::size_t(1));
+        QCOMPARE(appliance_->Title, std::string("demo"));
+        QCOMPARE(tree->topLevelItem(0)->text(0), QString("demo"));
+        tree->topLevelItem(0)->setText(0, "doorbell");
+        QCoreApplication::processEvents();
+        QCOMPARE(appliance_->Title, std::string("doorbell"));
+        QCOMPARE(tree->topLevelItem(0)->font(0).bold(), true);
+        QVERIFY(appliance_->IsDirty());
+    }
+
     void aSegmentWithABadValueIsRefusedAndAGoodOneAdded() {
         ScriptedDialogs dialogs;
         std::string start = "$1C000";
