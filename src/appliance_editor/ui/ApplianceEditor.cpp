@@ -353,7 +353,7 @@ bool ApplianceEditor::SelectNode(const std::string& key) {
 }
 
 void ApplianceEditor::UpdateCommands() {
-    const bool mayChange = appliance_ && editEnabled_ && !(powered_ && powered_());
+    const bool mayChange = ChangesAllowed();
     const std::string tag = TagOf(SelectedNode());
     const std::string row = SelectedRowKey(Pane::Load);
     commands_.EnableRemSource(mayChange && (tag == "Source" || tag == "Load"));
@@ -371,6 +371,11 @@ bool ApplianceEditor::MayChange() {
         return false;
     }
     return true;
+}
+
+bool ApplianceEditor::ChangesAllowed() const {
+    // An appliance, editing enabled by the host, and the power off.
+    return appliance_ && editEnabled_ && !(powered_ && powered_());
 }
 
 void ApplianceEditor::Change(const std::function<void()>& change) {
@@ -644,7 +649,7 @@ void ApplianceEditor::RootRenamed(QTreeWidgetItem* item) {
 
 void ApplianceEditor::TreeMenu(const QPoint& point) {
     QTreeWidgetItem* item = tvwAppliance_->itemAt(point);
-    if (!item || !editEnabled_ || !appliance_)
+    if (!item || !ChangesAllowed())
         return;
     tvwAppliance_->setCurrentItem(item);
     const QPoint global = tvwAppliance_->viewport()->mapToGlobal(point);
@@ -660,7 +665,7 @@ void ApplianceEditor::TreeMenu(const QPoint& point) {
 
 void ApplianceEditor::LoadMenu(const QPoint& point) {
     QTreeWidget* list = PaneList(Pane::Load);
-    if (!editEnabled_ || !appliance_)
+    if (!ChangesAllowed())
         return;
     if (QTreeWidgetItem* item = list->itemAt(point))
         list->setCurrentItem(item);
@@ -682,7 +687,7 @@ void ApplianceEditor::LoadMenu(const QPoint& point) {
 void ApplianceEditor::ViewMenu(const QPoint& point) {
     QTreeWidget* list = PaneList(Pane::View);
     QTreeWidgetItem* item = list->itemAt(point);
-    if (!item || !editEnabled_)
+    if (!item || !ChangesAllowed())
         return;
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);

@@ -110,6 +110,9 @@ private:
     void UpdateCommands();
     // Whether a change may be made now; shows the power-off box when not.
     bool MayChange();
+    // Whether changes are allowed now (asked silently): the pop-up menus open and the
+    // commands are on only then.
+    bool ChangesAllowed() const;
     void WireChecked(QTreeWidgetItem* item);
     void RootRenamed(QTreeWidgetItem* item);
     void InPlaceChosen(int index);
