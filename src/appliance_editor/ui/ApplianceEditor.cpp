@@ -105,7 +105,8 @@ ApplianceEditor::ApplianceEditor(Prompter& prompter, CommandState& commands,
                               {Pane::Wiring, "lvwWiring"},
                               {Pane::Params, "lvwParams"}})
         paneLists_[pane] = MakePane(pane, name);
-    panes_->addWidget(new QWidget(panes_)); // nothing selected
+    noPane_ = new QWidget(panes_); // nothing selected
+    panes_->addWidget(noPane_);
     connect(PaneList(Pane::Wiring), &QTreeWidget::itemChanged, this,
             [this](QTreeWidgetItem* item) { WireChecked(item); });
     connect(PaneList(Pane::Load), &QTreeWidget::currentItemChanged, this,
@@ -120,7 +121,7 @@ ApplianceEditor::ApplianceEditor(Prompter& prompter, CommandState& commands,
     connect(PaneList(Pane::View), &QTreeWidget::itemDoubleClicked, this,
             [this](QTreeWidgetItem* item) { SetActiveView(KeyOf(item)); });
     connect(PaneList(Pane::System), &QTreeWidget::itemDoubleClicked, this,
-            [this](QTreeWidgetItem* item) { EditCell(Pane::System, KeyOf(item)); });
+            [this](QTreeWidgetItem* item) { EditSystemRow(item); });
 
     icbEntry_->setObjectName("icbEntry");
     icbEntry_->hide();
@@ -186,7 +187,6 @@ void ApplianceEditor::SetAppliance(Appliance* appliance) {
     OnParentLostFocus();
     appliance_ = appliance;
     activeView_ = appliance ? appliance->Views().First() : nullptr;
-    unloadAnswered_ = false;
     filling_ = true;
     tvwAppliance_->clear();
     filling_ = false;
@@ -224,7 +224,9 @@ void ApplianceEditor::Update(bool) {
     for (QTreeWidgetItemIterator it(tvwAppliance_); *it && !again; ++it)
         if (KeyOf(*it) == selectedKey && KeyOf((*it)->parent()) == selectedParent)
             again = *it;
+    filling_ = true;
     tvwAppliance_->setCurrentItem(again ? again : tvwAppliance_->topLevelItem(0));
+    filling_ = false;
     NodeSelected(tvwAppliance_->currentItem());
 }
 
@@ -232,7 +234,8 @@ void ApplianceEditor::FillTree() {
     filling_ = true;
     tvwAppliance_->clear();
     std::map<std::string, QTreeWidgetItem*> parents;
-    for (const TreeNode& node : TreeNodes(*appliance_)) {
+    const std::vector<TreeNode> nodes = TreeNodes(*appliance_);
+    for (const TreeNode& node : nodes) {
         QTreeWidgetItem* item = nullptr;
         const auto parent = parents.find(node.Parent);
         if (parent != parents.end())
@@ -252,7 +255,7 @@ void ApplianceEditor::FillTree() {
             item->setFlags(item->flags() | Qt::ItemIsEditable);
         parents.emplace(node.Key, item);
     }
-    for (const TreeNode& node : TreeNodes(*appliance_))
+    for (const TreeNode& node : nodes)
         if (node.Expanded)
             if (auto found = parents.find(node.Key); found != parents.end())
                 found->second->setExpanded(true);
@@ -322,7 +325,7 @@ void ApplianceEditor::ShowWiring(const std::string& nodeKey, const std::string& 
 void ApplianceEditor::ShowPane(Pane pane) {
     visiblePane_ = pane;
     QTreeWidget* list = PaneList(pane);
-    panes_->setCurrentIndex(list ? panes_->indexOf(list) : 0);
+    panes_->setCurrentWidget(list ? static_cast<QWidget*>(list) : noPane_);
 }
 
 void ApplianceEditor::PaneRowSelected() {
@@ -398,11 +401,7 @@ void ApplianceEditor::EditEnabled(bool enabled) {
 
 bool ApplianceEditor::QueryUnload() {
     OnParentLostFocus();
-    const bool modified = appliance_ && appliance_->IsDirty();
-    const bool mayGo = DoQueryUnload(appliance_, prompter_);
-    if (mayGo && modified)
-        unloadAnswered_ = true;
-    return mayGo;
+    return DoQueryUnload(appliance_, prompter_);
 }
 
 void ApplianceEditor::OpenSelectedSource() {
@@ -578,6 +577,15 @@ bool ApplianceEditor::EditCell(Pane pane, const std::string& rowKey) {
     return true;
 }
 
+bool ApplianceEditor::EditSystemRow(QTreeWidgetItem* row) {
+    if (!appliance_ || !settings_ || !SystemChoices(*appliance_, *settings_, KeyOf(row)))
+        return false;
+    PaneList(Pane::System)->setCurrentItem(row);
+    if (MayChange())
+        EditCell(Pane::System, KeyOf(row));
+    return true;
+}
+
 void ApplianceEditor::PlaceBox(QTreeWidget* list, QTreeWidgetItem* row, int column) {
     const QRect rowRect = list->visualItemRect(row);
     const QPoint topLeft = list->viewport()->mapTo(
@@ -733,14 +741,9 @@ bool ApplianceEditor::eventFilter(QObject* watched, QEvent* event) {
                    mouse->button() == Qt::LeftButton) {
             QTreeWidget* list = PaneList(Pane::System);
             QTreeWidgetItem* row = list->itemAt(point);
-            if (row && appliance_ && settings_ &&
-                list->header()->logicalIndexAt(point.x()) == kSettingColumn &&
-                SystemChoices(*appliance_, *settings_, KeyOf(row))) {
-                list->setCurrentItem(row);
-                if (MayChange())
-                    EditCell(Pane::System, KeyOf(row));
+            if (row && list->header()->logicalIndexAt(point.x()) == kSettingColumn &&
+                EditSystemRow(row))
                 return true;
-            }
         }
     }
     if (type == QEvent::KeyPress) {
@@ -752,9 +755,7 @@ bool ApplianceEditor::eventFilter(QObject* watched, QEvent* event) {
         }
         if (watched == PaneList(Pane::System) && (enter || key == Qt::Key_F2)) {
             if (QTreeWidgetItem* row = PaneList(Pane::System)->currentItem())
-                if (appliance_ && settings_ && SystemChoices(*appliance_, *settings_, KeyOf(row)) &&
-                    MayChange())
-                    EditCell(Pane::System, KeyOf(row));
+                EditSystemRow(row);
             return true;
         }
         if (watched == PaneList(Pane::Wiring) && (enter || key == Qt::Key_F2)) {

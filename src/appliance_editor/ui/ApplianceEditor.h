@@ -116,6 +116,9 @@ private:
     void WireChecked(QTreeWidgetItem* item);
     void RootRenamed(QTreeWidgetItem* item);
     void InPlaceChosen(int index);
+    // The in-place box over a system row's setting, after the power test; false for a row that
+    // can't be changed in place.
+    bool EditSystemRow(QTreeWidgetItem* row);
     void PlaceBox(QTreeWidget* pane, QTreeWidgetItem* row, int column);
     void TreeMenu(const QPoint& point);
     void LoadMenu(const QPoint& point);
@@ -132,13 +135,13 @@ private:
     GlobalSettings* settings_ = nullptr;
     std::shared_ptr<View> activeView_;
     bool editEnabled_ = true;
-    bool unloadAnswered_ = false;
     bool filling_ = false;
 
     QSplitter* splitter_;
     QTreeWidget* tvwAppliance_;
     QStackedWidget* panes_;
     std::map<Pane, QTreeWidget*> paneLists_;
+    QWidget* noPane_;
     Pane visiblePane_ = Pane::None;
     QComboBox* icbEntry_;
     // What the open box changes: a system row's key, or the port tag of a wire's row.
