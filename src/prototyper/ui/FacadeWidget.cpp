@@ -161,11 +161,15 @@ std::string FacadeWidget::ButtonLabel(int index) const {
 // -------------------------------------------------------------------------
 
 void FacadeWidget::StartFrames() {
+    faceDirty_ = true;
+    update();
+    if (!isVisible()) {
+        paused_ = true;
+        return;
+    }
     const double rate =
         screen() && screen()->refreshRate() > 1 ? screen()->refreshRate() : kFallbackRefreshHz;
     timer_.start(std::max(1, static_cast<int>(std::lround(1000.0 / rate))));
-    faceDirty_ = true;
-    update();
     Poll();
 }
 
@@ -191,6 +195,7 @@ bool FacadeWidget::Poll() {
     if (!now.Leds && !panel_.HasKeypad()) {
         // Powered off: the devices left the hub.
         timer_.stop();
+        paused_ = false;
         liveKeys_.reset();
         faceDirty_ = true;
         update();
@@ -297,6 +302,23 @@ void FacadeWidget::focusOutEvent(QFocusEvent* event) {
 
 // ---- Painting ----------------------------------------------------------------------------------
 
+void FacadeWidget::hideEvent(QHideEvent* event) {
+    // Nobody sees the frames of a hidden panel (the desktop "Source" hides it).
+    if (timer_.isActive()) {
+        timer_.stop();
+        paused_ = true;
+    }
+    QWidget::hideEvent(event);
+}
+
+void FacadeWidget::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (paused_) {
+        paused_ = false;
+        StartFrames();
+    }
+}
+
 void FacadeWidget::changeEvent(QEvent* event) {
     if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange ||
         event->type() == QEvent::FontChange)
@@ -344,7 +366,7 @@ void FacadeWidget::PaintFace(QPainter& painter) {
     font.setBold(false);
     font.setPixelSize(11);
     painter.setFont(font);
-    if (!timer_.isActive()) {
+    if (!Live()) {
         painter.setPen(colours.color(QPalette::PlaceholderText));
         painter.drawText(captionLine, Qt::AlignRight | Qt::AlignVCenter, "powered off");
     }

@@ -57,7 +57,8 @@ public:
     QRect Pixels(const prototyper::Rect& rect) const;
     // Reads the devices now, as the timer does at each frame; whether anything shown changed.
     bool Poll();
-    bool Live() const { return timer_.isActive(); }
+    // A device is connected (the frames run, or wait for the panel to be shown).
+    bool Live() const { return timer_.isActive() || paused_; }
     int FrameIntervalMs() const { return timer_.interval(); }
     // The speaker's samples the last frame took (and played).
     const std::vector<int16_t>& LastSamples() const { return samples_; }
@@ -73,6 +74,8 @@ signals:
 
 protected:
     void changeEvent(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
@@ -109,6 +112,7 @@ private:
     Shown shown_;
     QPixmap face_;
     bool faceDirty_ = true;
+    bool paused_ = false; // live, but hidden: no frames
     std::vector<int16_t> samples_;
     SpeakerSound* sound_ = nullptr;
     bool muted_ = false;
