@@ -5,6 +5,7 @@
 //    a synchronous paint of the frame. Its inverse is how many lines a held F8 steps a second.
 //  - BM_DisassemblyRepaint: one full paint of the disassembly (a screenful read from the
 //    target and drawn).
+#include "CountingPrompter.h"
 #include "LargeAppliance.h"
 #include "appliance/Appliance.h"
 #include "debug/ui/DebuggerControl.h"
@@ -28,16 +29,6 @@ namespace {
 class NoDialogs : public bx::ui::DialogRunner {
 public:
     int Exec(QDialog&) override { return QDialog::Rejected; }
-};
-
-class CountingPrompter : public bx::Prompter {
-public:
-    int ask(const std::string& title, const std::string& text, bx::Buttons, bx::Icon) override {
-        std::cerr << "box: " << title << ": " << text << "\n";
-        ++boxes;
-        return bx::AnswerNo;
-    }
-    int boxes = 0;
 };
 
 std::string ProgramFolder() {
