@@ -4,6 +4,7 @@
 // build, the frame with an appliance opened and powered on, F8 to the repainted frame, and
 // main().
 
+#include "CountingPrompter.h"
 #include "foundation/Diagnoser.h"
 #include "foundation/HostInterfaces.h"
 #include "frame/ui/MainFrame.h"
@@ -19,17 +20,6 @@
 #include <string>
 
 namespace {
-
-// Prints each box, answers No and counts them.
-class CountingPrompter : public bx::Prompter {
-public:
-    int ask(const std::string& title, const std::string& text, bx::Buttons, bx::Icon) override {
-        std::cerr << "box: " << title << ": " << text << "\n";
-        ++boxes;
-        return bx::AnswerNo;
-    }
-    int boxes = 0;
-};
 
 std::string ProgramFolder() {
     return bx::platform::FromNativePath(BX_PROGRAM_DIR);

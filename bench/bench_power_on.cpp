@@ -4,6 +4,7 @@
 // emulator, the 63 ROM slices, the debug file, the staleness test, 40 views of 2,000 lines with
 // their code prefixes, the breakpoints and the reset. The figure is the time of one PowerOn.
 // Needs ca65 and ld65; says so and runs nothing without them.
+#include "CountingPrompter.h"
 #include "LargeAppliance.h"
 #include "appliance/Appliance.h"
 #include "debug/DebugMonitor.h"
@@ -27,18 +28,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-// Counts the boxes instead of showing them; a power-on of this appliance should show none.
-class CountingPrompter : public bx::Prompter {
-public:
-    int ask(const std::string& title, const std::string& text, bx::Buttons, bx::Icon) override {
-        ++boxes;
-        last = title + ": " + text;
-        return bx::AnswerNo;
-    }
-    int boxes = 0;
-    std::string last;
-};
 
 class QuietStatus : public bx::StatusDisplay {
 public:

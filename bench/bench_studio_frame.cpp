@@ -8,6 +8,7 @@
 //    start are.
 //  - BM_OpenKtr640ApplianceToFilledWindows: Open of a KTR640 appliance made from the shipped
 //    template, until every window of its desktop is placed, shown and painted.
+#include "CountingPrompter.h"
 #include "appliance/Appliance.h"
 #include "appliance_editor/ApplianceWizard.h"
 #include "foundation/Diagnoser.h"
@@ -37,17 +38,6 @@ namespace fs = std::filesystem;
 class NoDialogs : public bx::ui::DialogRunner {
 public:
     int Exec(QDialog&) override { return QDialog::Rejected; }
-};
-
-// Answers every box with its first button and counts them; the flows measured show none.
-class CountingPrompter : public bx::Prompter {
-public:
-    int ask(const std::string& title, const std::string& text, bx::Buttons, bx::Icon) override {
-        std::cerr << "unexpected box: " << title << ": " << text << "\n";
-        ++boxes;
-        return bx::AnswerOk;
-    }
-    int boxes = 0;
 };
 
 std::string ProgramFolder() {

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
     build-essential cmake ninja-build git pkg-config
-    qt6-base-dev qt6-svg-dev libgl-dev
+    qt6-base-dev qt6-svg-dev qt6-multimedia-dev libgl-dev
     libpugixml-dev libarchive-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     cc65 make gcab xvfb xauth

@@ -50,6 +50,11 @@ std::vector<std::pair<std::string, std::string>> DevicePanel::Parameters() const
     return parameters_;
 }
 
+void DevicePanel::ClearParameters() {
+    std::lock_guard lock(mutex_);
+    parameters_.clear();
+}
+
 bool DevicePanel::HasSimpleUI() const {
     std::lock_guard lock(mutex_);
     return With<SimSimpleUI>(simpleUI_, [](SimSimpleUI&) {});
@@ -76,21 +81,41 @@ bool DevicePanel::ReleaseButton(int index) {
     return With<SimSimpleUI>(simpleUI_, [index](SimSimpleUI& ui) { ui.ReleaseButton(index); });
 }
 
+uint8_t DevicePanel::HeldButtons() const {
+    std::lock_guard lock(mutex_);
+    uint8_t held = 0;
+    With<SimSimpleUI>(simpleUI_, [&held](SimSimpleUI& ui) { held = ui.HeldButtons(); });
+    return held;
+}
+
 bool DevicePanel::HasKeypad() const {
     std::lock_guard lock(mutex_);
     return With<SimKeypad>(keypad_, [](SimKeypad&) {});
 }
 
-std::optional<std::pair<int, int>> DevicePanel::FindKey(const std::string& label) const {
+std::optional<KeypadKeys> DevicePanel::Keys() const {
     std::lock_guard lock(mutex_);
-    std::optional<std::pair<int, int>> found;
-    With<SimKeypad>(keypad_, [&](SimKeypad& keypad) {
-        for (int row = 0; row < keypad.Rows() && !found; ++row)
-            for (int column = 0; column < keypad.Columns() && !found; ++column)
-                if (keypad.Label(row, column) == label)
-                    found = std::make_pair(row, column);
-    });
-    return found;
+    std::optional<KeypadKeys> keys;
+    With<SimKeypad>(keypad_, [&keys](SimKeypad& keypad) { keys = keypad.Keys(); });
+    return keys;
+}
+
+uint64_t DevicePanel::HeldKeys() const {
+    std::lock_guard lock(mutex_);
+    uint64_t held = 0;
+    With<SimKeypad>(keypad_, [&held](SimKeypad& keypad) { held = keypad.HeldKeys(); });
+    return held;
+}
+
+std::optional<std::pair<int, int>> DevicePanel::FindKey(const std::string& label) const {
+    const std::optional<KeypadKeys> keys = Keys();
+    if (!keys)
+        return std::nullopt;
+    for (int row = 0; row < keys->Rows; ++row)
+        for (int column = 0; column < keys->Columns; ++column)
+            if (keys->Label(row, column) == label)
+                return std::make_pair(row, column);
+    return std::nullopt;
 }
 
 bool DevicePanel::PressKey(int row, int column) {
@@ -120,6 +145,13 @@ DevicePanel::Link DevicePanel::SpeakerLink() const {
 bool DevicePanel::HasSpeaker() const {
     std::lock_guard lock(mutex_);
     return With<SimSpeaker>(SpeakerLink(), [](SimSpeaker&) {});
+}
+
+std::size_t DevicePanel::TakeSpeakerSamples(std::vector<int16_t>& out) {
+    std::lock_guard lock(mutex_);
+    std::size_t taken = 0;
+    With<SimSpeaker>(SpeakerLink(), [&](SimSpeaker& speaker) { taken = speaker.TakeSamples(out); });
+    return taken;
 }
 
 bool DevicePanel::StartRecording() {

@@ -33,6 +33,8 @@ public:
     // The design view's parameters in the order they were set (a later value of a name
     // replaces the earlier one in place).
     std::vector<std::pair<std::string, std::string>> Parameters() const;
+    // Forgets them (the surface is to show another view).
+    void ClearParameters();
 
     // ---- The LEDs and buttons ----
     bool HasSimpleUI() const;
@@ -41,9 +43,15 @@ public:
     // False without a SimpleUI or for an index outside 0-7.
     bool PressButton(int index);
     bool ReleaseButton(int index);
+    // Bit n set while button n is held; 0 without a SimpleUI.
+    uint8_t HeldButtons() const;
 
     // ---- The keypad ----
     bool HasKeypad() const;
+    // The keypad's rows, columns and labels; nullopt without a keypad.
+    std::optional<KeypadKeys> Keys() const;
+    // Bit (row * 8 + column) set for every key held; 0 without a keypad.
+    uint64_t HeldKeys() const;
     // The row and column of the key labelled label; nullopt when no key has that label.
     std::optional<std::pair<int, int>> FindKey(const std::string& label) const;
     bool PressKey(int row, int column);
@@ -55,6 +63,9 @@ public:
     // SimpleUI or the keypad is taken.
     void ConnectSpeaker(int32_t hubHandle);
     bool HasSpeaker() const;
+    // Moves the samples the speaker produced since the last call into out (appending) and
+    // gives how many: the live stream a front end plays. Recording keeps its own copy.
+    std::size_t TakeSpeakerSamples(std::vector<int16_t>& out);
     bool StartRecording();
     // Writes what was recorded since StartRecording as a WAV file (path in the system's
     // form); false without a speaker or when the file can't be written.

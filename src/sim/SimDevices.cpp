@@ -254,8 +254,7 @@ int32_t SimKeypad::PinsetId(const std::string& pinset) {
     throw UnknownPinset("Keypad", pinset);
 }
 
-void SimKeypad::SetParameter(const std::string& name, const std::string& value) {
-    std::lock_guard lock(state_);
+void KeypadKeys::Set(const std::string& name, const std::string& value) {
     if (name == "Rows" || name == "Columns") {
         int n = 0;
         try {
@@ -265,9 +264,9 @@ void SimKeypad::SetParameter(const std::string& name, const std::string& value) 
         }
         if (n < 1 || n > 8)
             return;
-        (name == "Rows" ? rows_ : columns_) = n;
+        (name == "Rows" ? Rows : Columns) = n;
     } else if (name == "Keys") {
-        labels_.clear();
+        Labels.clear();
         std::string text = value;
         for (char& c : text)
             if (c == ',')
@@ -275,26 +274,40 @@ void SimKeypad::SetParameter(const std::string& name, const std::string& value) 
         std::istringstream in(text);
         std::string label;
         while (in >> label)
-            labels_.push_back(label);
+            Labels.push_back(label);
     }
+}
+
+std::string KeypadKeys::Label(int row, int column) const {
+    if (row < 0 || column < 0 || row >= Rows || column >= Columns)
+        return {};
+    const std::size_t i = static_cast<std::size_t>(row * Columns + column);
+    return i < Labels.size() ? Labels[i] : std::string();
+}
+
+void SimKeypad::SetParameter(const std::string& name, const std::string& value) {
+    std::lock_guard lock(state_);
+    keys_.Set(name, value);
+}
+
+KeypadKeys SimKeypad::Keys() const {
+    std::lock_guard lock(state_);
+    return keys_;
 }
 
 int SimKeypad::Rows() const {
     std::lock_guard lock(state_);
-    return rows_;
+    return keys_.Rows;
 }
 
 int SimKeypad::Columns() const {
     std::lock_guard lock(state_);
-    return columns_;
+    return keys_.Columns;
 }
 
 std::string SimKeypad::Label(int row, int column) const {
     std::lock_guard lock(state_);
-    if (row < 0 || column < 0 || row >= rows_ || column >= columns_)
-        return {};
-    const std::size_t i = static_cast<std::size_t>(row * columns_ + column);
-    return i < labels_.size() ? labels_[i] : std::string();
+    return keys_.Label(row, column);
 }
 
 PinKind SimKeypad::PinsetKind(int32_t pin) const {
@@ -304,10 +317,10 @@ PinKind SimKeypad::PinsetKind(int32_t pin) const {
 uint8_t SimKeypad::ColumnsLowLocked() {
     uint8_t low = 0;
     if (held_ != 0) {
-        for (int r = 0; r < rows_; ++r) {
+        for (int r = 0; r < keys_.Rows; ++r) {
             if (!(rowsLow_ & (1u << r)))
                 continue;
-            for (int c = 0; c < columns_; ++c)
+            for (int c = 0; c < keys_.Columns; ++c)
                 if (held_ & (uint64_t{1} << (r * 8 + c)))
                     low = static_cast<uint8_t>(low | (1u << c));
         }

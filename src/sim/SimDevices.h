@@ -128,6 +128,19 @@ private:
     uint8_t held_ = 0;
 };
 
+// The keys of a keypad as its parameters give them: "Rows" and "Columns" (1 to 8, default 4)
+// and "Keys" (the labels row by row, separated by blanks or commas). Other names are ignored;
+// so are values out of range. The device panel lays out a keypad that isn't powered from the
+// same parameters.
+struct KeypadKeys {
+    int Rows = 4, Columns = 4;
+    std::vector<std::string> Labels;
+
+    void Set(const std::string& name, const std::string& value);
+    // The label of a key; empty when the parameters give none.
+    std::string Label(int row, int column) const;
+};
+
 class SimKeypad : public Keypad, public WiredDevice {
 public:
     static constexpr int32_t kRow = 0;
@@ -136,11 +149,11 @@ public:
     ~SimKeypad() override { Leave(); }
     bool Connect(int32_t hubHandle, int32_t deviceId) override;
     int32_t PinsetId(const std::string& pinset) override;
-    // "Rows" and "Columns" (1 to 8, default 4) and "Keys" (the labels row by row, separated
-    // by blanks or commas). Other names are ignored; so are values out of range.
+    // See KeypadKeys.
     void SetParameter(const std::string& name, const std::string& value) override;
 
     // ---- Panel (any thread) ----
+    KeypadKeys Keys() const;
     int Rows() const;
     int Columns() const;
     // The label of a key; empty when the parameters give none.
@@ -165,8 +178,7 @@ private:
     uint8_t ColumnsLowLocked();
 
     mutable std::mutex state_;
-    int rows_ = 4, columns_ = 4;
-    std::vector<std::string> labels_;
+    KeypadKeys keys_;
     uint64_t held_ = 0;
     uint8_t rowsLow_ = 0;
     uint8_t columnsLow_ = 0;

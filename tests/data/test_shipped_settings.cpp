@@ -197,12 +197,14 @@ TEST_P(TemplateApplianceTest, DescribesTheBoardTheSimulatorModels) {
     EXPECT_EQ(speaker->Wires.First()->Port, "DAC");
     EXPECT_EQ(speaker->Wires.First()->Type, 1);
 
-    // A design view per device, and the three desktops.
+    // The design view "Board" lays all three devices out on one front, and the three
+    // desktops.
     auto board = tpl.Views().Item("Board");
     ASSERT_NE(board, nullptr);
     ASSERT_NE(board->DisplaySpecs.First(), nullptr);
     EXPECT_EQ(board->DisplaySpecs.First()->Peripheral, ui);
-    EXPECT_NE(board->DisplaySpecs.First()->Parameters.Item("Width"), nullptr);
+    for (const char* part : {"Width", "LEDs", "Buttons", "Keypad", "Speaker"})
+        EXPECT_NE(board->DisplaySpecs.First()->Parameters.Item(part), nullptr) << part;
     for (const char* name : {"Source", "Debug", "Ice"}) {
         auto desktop = tpl.Desktops().Item(name);
         ASSERT_NE(desktop, nullptr) << name;

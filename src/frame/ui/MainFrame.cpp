@@ -1,7 +1,7 @@
 #include "frame/ui/MainFrame.h"
 
 #include "BuildInfo.h"
-#include "appliance_editor/QueryUnload.h"
+#include "appliance_editor/ui/ApplianceEditor.h"
 #include "appliance_editor/ui/ApplianceWizardDialog.h"
 #include "build/ui/MessageWindow.h"
 #include "debug/ui/BreakpointDialog.h"
@@ -26,10 +26,11 @@
 #include "platform/ProgramFolder.h"
 #include "platform/ui/DialogRunner.h"
 #include "platform/ui/MessageBoxPrompter.h"
+#include "prototyper/ui/ExtenderWindow.h"
+#include "prototyper/ui/Prototyper.h"
 #include "settings/GlobalSettings.h"
 #include "settings/Templates.h"
 #include "settings/ui/ConfigDialog.h"
-#include "sim/DevicePanel.h"
 
 #include <QAction>
 #include <QApplication>
@@ -95,59 +96,44 @@ private:
     std::unique_ptr<QWidget> window_;
 };
 
-// The stand-ins of windows whose contents aren't part of the studio yet: a note saying so, and
-// the answers of a window with nothing in it.
-class NoApplianceEditor : public QWidget, public ApplianceContent {
-public:
-    explicit NoApplianceEditor(Prompter& prompter) : prompter_(prompter) {
-        auto* layout = new QVBoxLayout(this);
-        layout->setContentsMargins(0, 0, 0, 0);
-        layout->addWidget(NotYetNote("Appliance editor"));
-    }
-    QWidget* Widget() override { return this; }
-    void SetAppliance(Appliance* appliance) override { appliance_ = appliance; }
-    void SetSettings(GlobalSettings*) override {}
-    bool QueryUnload() override { return DoQueryUnload(appliance_, prompter_); }
-    void Update(bool) override {}
-    std::shared_ptr<View> ActiveView() override {
-        return appliance_ ? appliance_->Views().First() : nullptr;
-    }
-    void EditEnabled(bool) override {}
+// The appliance editor (frmAppliance), the device panel (frmPrototyper) and the extender
+// (frmExtender), and the commands of the appliance menus that they answer.
+void PlugApplianceWindows(MainFrame& frame) {
+    FrameCommands& commands = frame.Frame();
+    auto* editor = new ApplianceEditor(frame.Prompts(), commands.Commands(),
+                                       [&commands] { return commands.Powered(); });
+    frame.SetContent(child::kAppliance, editor);
+    auto* panel = new Prototyper([editor] { return editor->ActiveView(); });
+    frame.SetContent(child::kPrototyper, panel);
+    frame.SetContent(child::kExtender,
+                     new ExtenderWindow(frame.ExtenderToolBar(), frame.Prompts(),
+                                        [&commands] { return commands.ApplianceOpen(); }));
 
-private:
-    Prompter& prompter_;
-    Appliance* appliance_ = nullptr;
-};
-
-// The devices still work without the panel's window: the simulator's surface without a
-// window serves power-on, and nothing shows it.
-class NoPrototyper : public QWidget, public PrototyperContent {
-public:
-    NoPrototyper() {
-        auto* layout = new QVBoxLayout(this);
-        layout->setContentsMargins(0, 0, 0, 0);
-        layout->addWidget(NotYetNote("Device panel"));
-    }
-    QWidget* Widget() override { return this; }
-    void SetAppliance(Appliance*) override {}
-    Facade* PanelFacade() override { return &surface_; }
-    void SetDesignView(std::shared_ptr<View>) override {}
-
-private:
-    sim::DevicePanel surface_;
-};
-
-// Without a plug-in host the extender toolbar stays empty, as it does without plug-ins.
-class NoExtender : public QWidget, public ExtenderContent {
-public:
-    explicit NoExtender(QToolBar* toolbar) : toolbar_(toolbar) {}
-    QWidget* Widget() override { return this; }
-    void SetAppliance(Appliance*) override {}
-    void FillToolbar() override { toolbar_->clear(); }
-
-private:
-    QToolBar* toolbar_;
-};
+    QObject::connect(editor, &ApplianceEditor::OpenFileRequested, &frame,
+                     [&frame](const QString& path) { frame.OpenSource(path.toStdString()); });
+    QObject::connect(editor, &ApplianceEditor::ActiveViewChanged, panel, &Prototyper::Reset);
+    QObject::connect(editor, &ApplianceEditor::CommandRequested, &frame,
+                     [&frame](const QString& item) { frame.Perform(item.toStdString()); });
+    // Each command brings the editor forward, where its result shows.
+    const std::pair<const char*, void (ApplianceEditor::*)()> editorCommands[] = {
+        {"mnuSrcRemove", &ApplianceEditor::RemoveSelectedItem},
+        {"mnuObjConfig", &ApplianceEditor::ConfigureSelectedItem},
+        {"mnuSegAdd", &ApplianceEditor::AddSegmentMapping},
+        {"mnuSegRem", &ApplianceEditor::RemoveSegmentMapping},
+        {"mnuSegConf", &ApplianceEditor::ConfigureSegment},
+        {"mnuArchUse", &ApplianceEditor::SelectArchitecture},
+        {"mnuPeriConf", &ApplianceEditor::ConfigurePeripheral},
+        {"mnuProtoConf", &ApplianceEditor::ConfigurePrototyper}};
+    for (const auto& [item, command] : editorCommands)
+        frame.SetCommandHandler(item, [&frame, editor, command = command] {
+            if (ui::ChildWindow* window = frame.Child(child::kAppliance);
+                window && frame.Frame().ApplianceOpen()) {
+                window->show();
+                frame.MdiArea()->setActiveSubWindow(window);
+            }
+            (editor->*command)();
+        });
+}
 
 // Where the trace log goes: the program's folder, or the system's temporary folder when the
 // program's folder can't be written (an installation owned by another user).
@@ -267,9 +253,7 @@ ui::ChildWindow* MainFrame::AddChild(const char* name, const char* caption) {
 }
 
 void MainFrame::BuildChildren() {
-    auto* applianceWindow = new NoApplianceEditor(*prompter_);
-    AddChild(child::kAppliance, "Appliance")->SetContent(applianceWindow);
-    applianceContent_ = applianceWindow;
+    AddChild(child::kAppliance, "Appliance");
 
     source_ = new SourceWindow(commands_->Commands());
     DebuggerNeighbours neighbours;
@@ -304,12 +288,9 @@ void MainFrame::BuildChildren() {
         inspectors_[name] = nullptr;
     }
     PlugInspectors();
-    auto* prototyper = new NoPrototyper;
-    AddChild(child::kPrototyper, "Prototyper")->SetContent(prototyper);
-    prototyper_ = prototyper;
-    auto* extender = new NoExtender(tlbExtender_);
-    AddChild(child::kExtender, "Extender")->SetContent(extender);
-    extender_ = extender;
+    AddChild(child::kPrototyper, "Prototyper");
+    AddChild(child::kExtender, "Extender");
+    PlugApplianceWindows(*this);
 }
 
 void MainFrame::ConnectDebugger() {

@@ -21,29 +21,30 @@
   <Design>
     <View Name="Board">
       <Display Device="SimpleUI">
-        <Parameter Name="Left" Value="16"/>
-        <Parameter Name="Top" Value="16"/>
-        <Parameter Name="Width" Value="320"/>
-        <Parameter Name="Height" Value="96"/>
-        <Parameter Name="Caption" Value="LEDs and buttons"/>
+        <Parameter Name="Caption" Value="Demo board"/>
+        <Parameter Name="Width" Value="336"/>
+        <Parameter Name="Height" Value="304"/>
+        <Parameter Name="LEDs" Value="12,28,312,52"/>
+        <Parameter Name="Buttons" Value="12,82,312,34"/>
+        <Parameter Name="Keypad" Value="12,128,164,164"/>
+        <Parameter Name="Speaker" Value="188,128,136,164"/>
+        <Parameter Name="LedColor" Value="Red"/>
       </Display>
     </View>
     <View Name="Keypad">
       <Display Device="Keypad">
-        <Parameter Name="Left" Value="16"/>
-        <Parameter Name="Top" Value="128"/>
-        <Parameter Name="Width" Value="160"/>
-        <Parameter Name="Height" Value="160"/>
         <Parameter Name="Caption" Value="Keypad"/>
+        <Parameter Name="Width" Value="180"/>
+        <Parameter Name="Height" Value="200"/>
+        <Parameter Name="Keypad" Value="8,28,164,164"/>
       </Display>
     </View>
     <View Name="Speaker">
       <Display Device="Speaker">
-        <Parameter Name="Left" Value="192"/>
-        <Parameter Name="Top" Value="128"/>
-        <Parameter Name="Width" Value="144"/>
-        <Parameter Name="Height" Value="64"/>
         <Parameter Name="Caption" Value="Speaker"/>
+        <Parameter Name="Width" Value="168"/>
+        <Parameter Name="Height" Value="104"/>
+        <Parameter Name="Speaker" Value="8,30,152,64"/>
       </Display>
     </View>
   </Design>
