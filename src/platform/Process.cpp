@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 extern char** environ;
@@ -114,6 +115,15 @@ StartResult StartProcess(const std::vector<std::string>& words, const std::strin
     }
     result.started = true;
     result.process = pid;
+    return result;
+}
+
+StartResult StartDetached(const std::string& command, const std::string& workingFolder) {
+    const StartResult result = StartProcess(SplitCommandLine(command), workingFolder, STDIN_FILENO,
+                                            STDOUT_FILENO, STDERR_FILENO);
+    // Someone must collect the program's end, or it would stay behind as a zombie.
+    if (result.started)
+        std::thread([process = result.process] { WaitForProcess(process); }).detach();
     return result;
 }
 
