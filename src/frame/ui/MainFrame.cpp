@@ -5,6 +5,7 @@
 #include "appliance_editor/ui/ApplianceWizardDialog.h"
 #include "build/ui/MessageWindow.h"
 #include "debug/ui/DebuggerControl.h"
+#include "editor/ui/SourceEditor.h"
 #include "editor/ui/SourceWindow.h"
 #include "foundation/Diagnoser.h"
 #include "foundation/Error.h"
@@ -267,7 +268,9 @@ void MainFrame::BuildChildren() {
     AddChild(child::kAppliance, "Appliance")->SetContent(applianceWindow);
     applianceContent_ = applianceWindow;
 
-    source_ = new SourceWindow(commands_->Commands());
+    source_ = new SourceWindow(commands_->Commands(), *prompter_);
+    source_->SetEditor(new SourceEditor(*prompter_, source_->SharedFind()));
+    connect(source_, &SourceWindow::ApplianceChanged, this, [this] { Update(true); });
     DebuggerNeighbours neighbours;
     neighbours.PrototyperFacade = [this] { return prototyper_->PanelFacade(); };
     neighbours.ActiveView = [this] { return applianceContent_->ActiveView(); };
