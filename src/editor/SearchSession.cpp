@@ -1,5 +1,6 @@
 #include "editor/SearchSession.h"
 
+#include "foundation/Common.h"
 #include "foundation/HostInterfaces.h"
 #include "inspectors/SourceLineModel.h"
 
@@ -23,7 +24,7 @@ void SearchSession::FindNew(int editor) {
     editor = Resolve(editor);
     if (editor == 0 || Finder == nullptr || !Finder->ShowModal())
         return;
-    findText_ = Utf16(Finder->FindTarget());
+    findText_ = Utf8ToUtf16(Finder->FindTarget());
     options_ = FindOptions(Finder->MatchCase(), Finder->WholeWord());
     const int32_t at = FindInText(documents_.Text(editor), findText_, 0, -1, options_);
     if (at >= 0)
@@ -53,8 +54,8 @@ void SearchSession::EditReplace(int editor) {
     if (editor == 0 || Replacer == nullptr)
         return;
     Replacer->ShowModal();
-    findText_ = Utf16(Replacer->FindWhat());
-    replaceText_ = Utf16(Replacer->ReplaceWith());
+    findText_ = Utf8ToUtf16(Replacer->FindWhat());
+    replaceText_ = Utf8ToUtf16(Replacer->ReplaceWith());
     options_ = FindOptions(Replacer->MatchCase(), Replacer->WholeWord());
     if (Replacer->Action() == ReplaceDialog::kStart)
         ReplaceStart(Replacer->Scope(), editor);

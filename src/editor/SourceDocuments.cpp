@@ -1,5 +1,7 @@
 #include "editor/SourceDocuments.h"
 
+#include "foundation/Common.h"
+
 #include <algorithm>
 #include <memory>
 
@@ -84,16 +86,8 @@ void SourceDocuments::SetPath(int tab, const std::string& path, const std::strin
     record.Caption = caption;
 }
 
-std::string RelativeToFolder(const std::string& path, const std::string& folder) {
-    if (!folder.empty() && folder.size() < path.size() &&
-        path.compare(0, folder.size(), folder) == 0)
-        return path.substr(folder.size());
-    return path;
-}
-
 std::string ResolveInFolder(const std::string& path, const std::string& folder) {
-    const bool absolute = (!path.empty() && path[0] == '\\') || (path.size() > 1 && path[1] == ':');
-    if (absolute || folder.empty())
+    if (IsAbsolutePath(path) || folder.empty())
         return path;
     return folder.back() == '\\' ? folder + path : folder + "\\" + path;
 }
@@ -103,17 +97,7 @@ bool IsStale(const std::string& stamp, const std::string& tag) {
 }
 
 std::string ExternalEditorCommand(const std::string& command, const std::string& path) {
-    const std::string quoted = "\"" + path + "\"";
-    std::string line;
-    for (std::size_t i = 0; i < command.size(); ++i) {
-        if (command.compare(i, 2, "%i") == 0) {
-            line += quoted;
-            ++i;
-        } else {
-            line += command[i];
-        }
-    }
-    return line;
+    return ReplaceAll(command, "%i", "\"" + path + "\"");
 }
 
 } // namespace bx

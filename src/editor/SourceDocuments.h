@@ -86,9 +86,6 @@ private:
     int editorCount_ = 0;
 };
 
-// A path as a document holds it: relative to folder when it starts with folder and folder is
-// neither empty nor as long as the path; otherwise unchanged.
-std::string RelativeToFolder(const std::string& path, const std::string& folder);
 // Where a document's file is: a relative path below folder (folder ends in "\"), an absolute
 // one (a leading "\" or a drive "X:") as it stands.
 std::string ResolveInFolder(const std::string& path, const std::string& folder);

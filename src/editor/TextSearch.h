@@ -36,7 +36,4 @@ int32_t FindInText(std::u16string_view text, std::u16string_view what, int32_t s
 std::vector<int32_t> FindAllInText(std::u16string_view text, std::u16string_view what,
                                    int32_t start, int32_t end, int options);
 
-// UTF-8 (the dialogs' and files' form) to UTF-16; a malformed byte becomes U+FFFD.
-std::u16string Utf16(std::string_view utf8);
-
 } // namespace bx
