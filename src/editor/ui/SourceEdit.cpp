@@ -5,8 +5,10 @@
 
 #include <QFontDatabase>
 #include <QPainter>
+#include <QSyntaxHighlighter>
 #include <QTextBlock>
 #include <QTextLayout>
+#include <algorithm>
 
 namespace bx::ui {
 
@@ -14,10 +16,6 @@ namespace {
 
 // The tab stops: every 840 twips, whatever the font.
 constexpr double kTabStopTwips = 840.0;
-// A block's user state once its colours are in its layout.
-constexpr int kColoured = 1;
-constexpr int kUncoloured = -1;
-
 QColor Blend(const QColor& under, const QColor& over, double share) {
     return QColor::fromRgbF(
         static_cast<float>(under.redF() * (1 - share) + over.redF() * share),
@@ -60,8 +58,39 @@ QTextCharFormat FormatOf(AsmToken kind, bool dark) {
 
 } // namespace
 
+// The colouring: a syntax highlighter that colours a line only once it is asked to (a line
+// coming on the screen) or the line changes, never in a pass over the whole text. A coloured
+// line carries a mark; the block state is left alone, so that colouring one line doesn't make
+// the highlighter go on to the next.
+class AsmHighlighter final : public QSyntaxHighlighter {
+public:
+    explicit AsmHighlighter(SourceEdit* edit) : QSyntaxHighlighter(edit->document()), edit_(edit) {}
+
+    // While a whole text is put in, lines go through uncoloured.
+    bool Passing = false;
+
+    static bool Coloured(const QTextBlock& block) { return block.userData() != nullptr; }
+    void Colour(const QTextBlock& block) { rehighlightBlock(block); }
+
+protected:
+    void highlightBlock(const QString& text) override {
+        if (Passing || !edit_->Colouring())
+            return;
+        const bool dark = DarkPalette(edit_->palette());
+        const std::u16string_view line(reinterpret_cast<const char16_t*>(text.utf16()),
+                                       static_cast<std::size_t>(text.size()));
+        for (const AsmSpan& span : ColourAsmLine(line))
+            setFormat(span.Start, span.Length, FormatOf(span.Kind, dark));
+        if (!currentBlockUserData())
+            setCurrentBlockUserData(new QTextBlockUserData);
+    }
+
+private:
+    SourceEdit* edit_;
+};
+
 SourceEdit::SourceEdit(int editorNumber, QWidget* parent)
-    : QPlainTextEdit(parent), editorNumber_(editorNumber) {
+    : QPlainTextEdit(parent), editorNumber_(editorNumber), highlighter_(new AsmHighlighter(this)) {
     setObjectName(QString("rtbSource%1").arg(editorNumber));
     setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     setLineWrapMode(QPlainTextEdit::NoWrap);
@@ -69,14 +98,20 @@ SourceEdit::SourceEdit(int editorNumber, QWidget* parent)
     setTabStopDistance(Twips(this).ToPixelsX(kTabStopTwips));
     setFrameShape(QFrame::NoFrame);
     connect(this, &QPlainTextEdit::cursorPositionChanged, this, &SourceEdit::MarkCaretLine);
-    connect(document(), &QTextDocument::contentsChange, this,
-            [this](int position, int, int added) { ForgetColours(position, added); });
     MarkCaretLine();
 }
+
+SourceEdit::~SourceEdit() = default;
 
 void SourceEdit::EnableColouring() {
     colouring_ = true;
     viewport()->update();
+}
+
+void SourceEdit::SetText(const QString& text) {
+    highlighter_->Passing = true;
+    setPlainText(text);
+    highlighter_->Passing = false;
 }
 
 QRectF SourceEdit::BlockRect(const QTextBlock& block) const {
@@ -92,9 +127,9 @@ void SourceEdit::changeEvent(QEvent* event) {
     QPlainTextEdit::changeEvent(event);
     if (event->type() != QEvent::PaletteChange)
         return;
-    // Another theme: every line gets the colours of the new background when next painted.
+    // Another theme: every line gets the colours of the new background when next shown.
     for (QTextBlock block = document()->begin(); block.isValid(); block = block.next())
-        block.setUserState(kUncoloured);
+        block.setUserData(nullptr);
     MarkCaretLine();
     viewport()->update();
 }
@@ -102,38 +137,13 @@ void SourceEdit::changeEvent(QEvent* event) {
 void SourceEdit::ColourVisibleLines() {
     if (!colouring_)
         return;
-    const bool dark = DarkPalette(palette());
     const qreal bottom = viewport()->rect().bottom();
     QTextBlock block = firstVisibleBlock();
     qreal top = BlockRect(block).top();
     while (block.isValid() && top <= bottom) {
-        if (block.userState() != kColoured) {
-            const QString text = block.text();
-            const std::u16string_view line(reinterpret_cast<const char16_t*>(text.utf16()),
-                                           static_cast<std::size_t>(text.size()));
-            QList<QTextLayout::FormatRange> ranges;
-            for (const AsmSpan& span : ColourAsmLine(line))
-                ranges.append({span.Start, span.Length, FormatOf(span.Kind, dark)});
-            block.layout()->setFormats(ranges);
-            block.setUserState(kColoured);
-            // The layout takes the formats in (as a syntax highlighter does); this isn't a
-            // change of the text, so neither the undo history nor the modified flag see it.
-            document()->markContentsDirty(block.position(), block.length());
-        }
+        if (!AsmHighlighter::Coloured(block))
+            highlighter_->Colour(block);
         top += blockBoundingRect(block).height();
-        block = block.next();
-    }
-}
-
-void SourceEdit::ForgetColours(int position, int added) {
-    if (!colouring_)
-        return;
-    QTextBlock block = document()->findBlock(position);
-    const QTextBlock last = document()->findBlock(position + added);
-    while (block.isValid()) {
-        block.setUserState(kUncoloured);
-        if (block == last)
-            break;
         block = block.next();
     }
 }

@@ -3,10 +3,10 @@
 // font, tab stops every 840 twips whatever the font, never a wrapped line, the caret's line
 // lightly marked, and (once colouring is on) ca65 syntax colours.
 //
-// Colouring is lazy: a line gets its colours just before it is first painted, and again after
-// it was changed, so that opening a file of any length costs only the lines on the screen.
-// The colours come from AsmSyntax and follow the palette: one set for light and one for dark
-// backgrounds. The formats go into the lines' layouts, not into the text, so they are neither
+// Colouring is lazy: a line gets its colours when it first comes on the screen, and again
+// whenever it changes, so that opening a file of any length costs only the lines shown. The
+// colours come from AsmSyntax and follow the palette: one set for light and one for dark
+// backgrounds. They are the highlighter's formats, not part of the text, so they are neither
 // saved nor undone and don't touch the modified flag.
 
 #include <QPlainTextEdit>
@@ -14,16 +14,22 @@
 
 namespace bx::ui {
 
+class AsmHighlighter;
+
 class SourceEdit : public QPlainTextEdit {
     Q_OBJECT
 public:
     explicit SourceEdit(int editorNumber, QWidget* parent = nullptr);
+    ~SourceEdit() override;
 
     int EditorNumber() const { return editorNumber_; }
 
     // Colours from now on; the post-load hook of a document turns it on.
     void EnableColouring();
     bool Colouring() const { return colouring_; }
+    // Puts a whole new text in (a load or a reload): no line is coloured on the way, the ones
+    // shown get their colours when painted.
+    void SetText(const QString& text);
 
     // For the line numbers beside the editor: the first block on the screen, and a block's
     // rectangle in the viewport's coordinates.
@@ -41,11 +47,11 @@ protected:
 
 private:
     void ColourVisibleLines();
-    void ForgetColours(int position, int added);
     void MarkCaretLine();
 
     int editorNumber_;
     bool colouring_ = false;
+    AsmHighlighter* highlighter_;
 };
 
 } // namespace bx::ui

@@ -449,7 +449,7 @@ bool SourceEditor::ReadInto(SourceEdit* edit, const std::string& path) {
     if (edit->Latin1)
         text = QString::fromLatin1(bytes);
     edit->CrLf = content->find("\r\n") != std::string::npos;
-    edit->setPlainText(text);
+    edit->SetText(text);
     edit->document()->setModified(false);
     return true;
 }
