@@ -80,6 +80,7 @@ ReplaceWindow::ReplaceWindow(QWidget* parent)
     auto* optionLayout = new QVBoxLayout(options);
     optionLayout->addWidget(ckMatchCase_);
     optionLayout->addWidget(ckMatchAll_);
+    optionLayout->addStretch();
     auto* scope = new QGroupBox("Scope");
     auto* scopeLayout = new QVBoxLayout(scope);
     scopeLayout->addWidget(opCurrentFile_);

@@ -25,6 +25,7 @@ SmartwordPopup::SmartwordPopup(QWidget* parent)
     lvwKeywords_->setUniformRowHeights(true);
     lvwKeywords_->setAlternatingRowColors(true);
     lvwKeywords_->setFocusPolicy(Qt::NoFocus);
+    lvwKeywords_->setFrameShape(QFrame::NoFrame);
     lvwKeywords_->setSelectionMode(QAbstractItemView::SingleSelection);
     lvwKeywords_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     lvwKeywords_->header()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
@@ -57,6 +58,10 @@ int SmartwordPopup::Load(const std::string& content) {
         items << item;
     }
     lvwKeywords_->addTopLevelItems(items);
+    // Whole rows only, so that the last one isn't cut.
+    const int row = lvwKeywords_->sizeHintForRow(0);
+    if (row > 0)
+        resize(width(), row * kVisibleRows + 2 * (frameWidth() + 1));
     return added;
 }
 

@@ -134,7 +134,12 @@ public:
         cursor.setPosition(start);
         cursor.setPosition(start + length, QTextCursor::KeepAnchor);
         edit->setTextCursor(cursor);
-        edit->ensureCursorVisible();
+        // A match out of sight comes to the middle, with lines around it to read it by.
+        if (!edit->viewport()
+                 ->rect()
+                 .adjusted(0, 0, 0, -edit->fontMetrics().height() * 3)
+                 .contains(edit->cursorRect()))
+            edit->centerCursor();
         const QRect place = edit->cursorRect();
         editor_.wizReplaceNext_->Describe(
             cursor.selectedText(), QString::fromStdU16String(editor_.search_->ReplaceText()),
