@@ -8,6 +8,7 @@
 #include "editor/ui/SourceEdit.h"
 #include "foundation/Common.h"
 #include "foundation/HostInterfaces.h"
+#include "frame/ui/StudioIcons.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
@@ -258,7 +259,21 @@ SourceEditor::SourceEditor(Prompter& prompter, FindWindow& finder, QWidget* pare
     ResetStrips();
 }
 
-SourceEditor::~SourceEditor() = default;
+SourceEditor::~SourceEditor() {
+    // The editors go first, while everything their signals reach is still there.
+    for (const auto& [number, edit] : editors_) {
+        Unhook(edit);
+        delete edit;
+    }
+}
+
+void SourceEditor::Unhook(SourceEdit* edit) {
+    edit->hide();
+    edit->disconnect(this);
+    edit->document()->disconnect(this);
+    edit->removeEventFilter(this);
+    edit->viewport()->removeEventFilter(this);
+}
 
 // ---- Helpers ------------------------------------------------------------------------------------
 
@@ -367,7 +382,8 @@ int SourceEditor::AddDocument(const std::string& path, const std::string& captio
     SourceEdit* edit = MakeEditor(documents_.EditorOf(tab));
     {
         QSignalBlocker quiet(tbsFileList_);
-        tbsFileList_->addTab(QString());
+        // The tab's image: a plain source document.
+        tbsFileList_->addTab(StudioIcon("Code"), QString());
     }
     SyncTab(tab);
     FormatDocument(edit, 0, 0);
@@ -520,7 +536,7 @@ void SourceEditor::RemoveActive() {
     documents_.Remove(tab);
     if (edit) {
         editors_.erase(edit->EditorNumber());
-        edit->hide();
+        Unhook(edit);
         edit->deleteLater();
     }
     if (documents_.Count() == 0) {
@@ -549,7 +565,7 @@ void SourceEditor::RemoveAll() {
 
 void SourceEditor::ResetStrips() {
     for (const auto& [number, edit] : editors_) {
-        edit->hide();
+        Unhook(edit);
         edit->deleteLater();
     }
     editors_.clear();

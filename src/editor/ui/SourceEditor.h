@@ -123,6 +123,8 @@ private:
     // ---- Documents ---------------------------------------------------------------------------
     int AddDocument(const std::string& path, const std::string& caption);
     SourceEdit* MakeEditor(int editorNumber);
+    // Cuts an editor that is to go off from this control's signals and events.
+    void Unhook(SourceEdit* edit);
     void FormatDocument(SourceEdit* edit, int start, int length);
     void ShowDocument(int tab);
     void PostLoad(SourceEdit* edit);
