@@ -9,6 +9,7 @@
 #include "editor/ui/SmartwordPopup.h"
 #include "editor/ui/SourceEditor.h"
 #include "editor/ui/SourceWindow.h"
+#include "frame/CommandState.h"
 #include "platform/Paths.h"
 #include "platform/ui/Twips.h"
 #include "support/StudioRig.h"
@@ -304,6 +305,27 @@ private slots:
             QCOMPARE(rig.prompter.Boxes()[0].text, std::string("The Search is Completed"));
     }
 
+    void treeSourcesGoToTheExternalEditorWhenOneIsInUse() {
+        EditorRig rig;
+        CommandState commands;
+        ui::SourceWindow window(commands, rig.prompter);
+        auto* editor = new ui::SourceEditor(rig.prompter, window.SharedFind());
+        window.SetEditor(editor);
+        window.SetAppliance(&rig.appliance);
+        rig.Write("main.asm", "nop\n");
+        rig.appliance.ExtEditor = "no-such-editor-program --open %i";
+        window.OpenFromTree("main.asm"); // not in use: the studio's editor
+        QCOMPARE(editor->Documents().Count(), 1);
+        rig.appliance.ExtEditorInUse = true;
+        window.OpenFromTree("main.asm");
+        QCOMPARE(rig.prompter.Boxes().size(), std::size_t(1));
+        QCOMPARE(rig.prompter.Boxes()[0].title, std::string("Source Editor"));
+        QVERIFY(rig.prompter.Boxes()[0].text.rfind(
+                    "The external editor could not be started: no-such-editor-program --open "
+                    "\"main.asm\"",
+                    0) == 0);
+    }
+
     void aWholeRoadInTheStudio() {
         if (!StudioBuildToolsPresent())
             QSKIP("ca65, ld65 or make is not installed: the road through a build is skipped");
@@ -323,6 +345,9 @@ private slots:
         QTest::keyClicks(text, "; a note typed in the studio");
         QTest::keyClick(text, Qt::Key_Return);
         QVERIFY(frame.MenuAction("mnuEditUndo")->isEnabled());
+        QVERIFY(!frame.MenuAction("mnuEditCopy")->isEnabled());
+        text->moveCursor(QTextCursor::Up, QTextCursor::KeepAnchor);
+        QVERIFY(frame.MenuAction("mnuEditCopy")->isEnabled());
         frame.Perform("mnuSrcSave");
         const std::string folder = built.ApplianceFolder("blinky");
         QVERIFY(platform::ReadFile(folder + "main.asm")->find("; a note typed") !=
