@@ -185,14 +185,13 @@ SourceEditor::SourceEditor(Prompter& prompter, FindWindow& finder, QWidget* pare
     setObjectName("edtSource");
     setAutoFillBackground(true);
 
-    auto* note = static_cast<QLabel*>(template_);
-    note->setObjectName("edtTemplate");
-    note->setAlignment(Qt::AlignCenter);
-    note->setWordWrap(true);
-    note->setForegroundRole(QPalette::PlaceholderText);
-    note->setText("No source is open.\n\nNew Source (Ctrl+N) in the Source menu starts one; a "
-                  "right click here opens a file.");
-    note->installEventFilter(this);
+    template_->setObjectName("edtTemplate");
+    template_->setAlignment(Qt::AlignCenter);
+    template_->setWordWrap(true);
+    template_->setForegroundRole(QPalette::PlaceholderText);
+    template_->setText("No source is open.\n\nNew Source (Ctrl+N) in the Source menu starts one; a "
+                       "right click here opens a file.");
+    template_->installEventFilter(this);
 
     tbsFileList_->setObjectName("tbsFileList");
     tbsFileList_->setShape(QTabBar::RoundedSouth);
@@ -275,7 +274,7 @@ void SourceEditor::Unhook(SourceEdit* edit) {
     edit->viewport()->removeEventFilter(this);
 }
 
-// ---- Helpers ------------------------------------------------------------------------------------
+// ---- Helpers --------------------------------------------------------------------------------
 
 std::string SourceEditor::Folder() const {
     return appliance_ ? appliance_->Folder : std::string();
@@ -319,8 +318,7 @@ void SourceEditor::EditStateChanged() {
         host_->EditStateChanged();
 }
 
-// ---- The appliance and the keyword list
-// ----------------------------------------------------------
+// ---- The appliance and the keyword list -----------------------------------------------------
 
 void SourceEditor::SetAppliance(Appliance* appliance) {
     // Unloading the window (closing the appliance) lets its documents go; the frame has
@@ -353,7 +351,7 @@ void SourceEditor::LoadKeyWord() {
     popSmartword_->Load(*content);
 }
 
-// ---- Adding, showing and removing documents --------------------------------------------------
+// ---- Adding, showing and removing documents -------------------------------------------------
 
 SourceEdit* SourceEditor::MakeEditor(int number) {
     auto* edit = new SourceEdit(number, this);
@@ -590,7 +588,7 @@ void SourceEditor::CloseAllMost() {
     RemoveAll();
 }
 
-// ---- Saving and the outside-change check -------------------------------------------------------
+// ---- Saving and the outside-change check ----------------------------------------------------
 
 bool SourceEditor::IsDirty() const {
     const QPlainTextEdit* edit = ActiveEditor();
@@ -722,7 +720,7 @@ void SourceEditor::CheckOutsideChange() {
         documents_.Tab(tab).Tag = stamp;
 }
 
-// ---- Commands on the active document ------------------------------------------------------------
+// ---- Commands on the active document --------------------------------------------------------
 
 void SourceEditor::GotoLine(int line) {
     QPlainTextEdit* edit = ActiveEditor();
@@ -846,8 +844,7 @@ void SourceEditor::ShowPopup(const QPoint& globalPosition) {
     mnuPopup_->popup(globalPosition);
 }
 
-// ---- Layout
-// ---------------------------------------------------------------------------------------
+// ---- Layout ---------------------------------------------------------------------------------
 
 void SourceEditor::SizeActiveEditor() {
     QPlainTextEdit* edit = ActiveEditor();
@@ -879,7 +876,7 @@ void SourceEditor::resizeEvent(QResizeEvent* event) {
     LayoutStrips();
 }
 
-// ---- Status, keys and the keyword hints ---------------------------------------------------------
+// ---- Status, keys and the keyword hints -----------------------------------------------------
 
 void SourceEditor::SelectionChanged(SourceEdit* edit) {
     if (edit != ActiveEditor())

@@ -169,7 +169,8 @@ private:
     bool checking_ = false;
     bool syncingTabs_ = false;
 
-    QWidget* template_;
+    // What shows with no document open.
+    QLabel* template_;
     MarkerStrip* pctMarkers_;
     QTabBar* tbsFileList_;
     QStatusBar* sbrStatus_;
