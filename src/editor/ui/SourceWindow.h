@@ -16,8 +16,8 @@ class QStackedWidget;
 namespace bx {
 class Appliance;
 class CommandState;
-class Prompter;
 class Emulator;
+class Prompter;
 class Symbler;
 } // namespace bx
 
