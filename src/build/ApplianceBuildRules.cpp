@@ -23,33 +23,6 @@ namespace {
 constexpr const char* kErrorSource = "Appliance Object";
 constexpr int32_t kUnplaced = -1; // bank and address of a load entry that has no place yet
 
-// Every occurrence of what, left to right, without looking again into what was put in.
-std::string ReplaceAll(std::string text, const std::string& what, const std::string& with) {
-    if (what.empty())
-        return text;
-    std::size_t position = 0;
-    while ((position = text.find(what, position)) != std::string::npos) {
-        text.replace(position, what.size(), with);
-        position += with.size();
-    }
-    return text;
-}
-
-// Names below the working folder are kept relative to it, so that an appliance folder can be
-// moved or copied with its rules intact.
-std::string RelativeToFolder(const std::string& name, const std::string& folder) {
-    if (!folder.empty() && name.size() > folder.size() &&
-        name.compare(0, folder.size(), folder) == 0)
-        return name.substr(folder.size());
-    return name;
-}
-
-// A backslash path text that does not depend on the current directory: it begins at the root
-// ("\...") or names a drive ("C:...").
-bool IsAbsolutePath(const std::string& path) {
-    return (!path.empty() && path[0] == '\\') || (path.size() >= 2 && path[1] == ':');
-}
-
 } // namespace
 
 std::string QuoteSources(const BuildTargets* sources) {

@@ -22,17 +22,6 @@ using errors::kObjectNotSet;
 constexpr int32_t kTraceExternalStartFailed = 2001;
 constexpr int32_t kTraceInternalStartFailed = 2002;
 
-std::string ReplaceAll(std::string text, const std::string& what, const std::string& with) {
-    if (what.empty())
-        return text;
-    std::size_t position = 0;
-    while ((position = text.find(what, position)) != std::string::npos) {
-        text.replace(position, what.size(), with);
-        position += with.size();
-    }
-    return text;
-}
-
 const MCUBody& BodyOf(const Appliance& appliance) {
     const MCUBody* body = appliance.Settings
                               ? appliance.Settings->FindBody(appliance.Family, appliance.Model)

@@ -305,6 +305,79 @@ std::optional<bool> TextToBool(const std::string& text) {
     return LeadingNumber(trimmed) != 0.0;
 }
 
+std::string ReplaceAll(std::string text, const std::string& what, const std::string& with) {
+    if (what.empty())
+        return text;
+    std::size_t position = 0;
+    while ((position = text.find(what, position)) != std::string::npos) {
+        text.replace(position, what.size(), with);
+        position += with.size();
+    }
+    return text;
+}
+
+std::size_t Utf8SequenceLength(std::string_view text, std::size_t pos) {
+    auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    unsigned char lead = byte(pos);
+    if (lead < 0x80)
+        return 1;
+    std::size_t length;
+    unsigned char low = 0x80, high = 0xBF; // allowed range of the second byte
+    if (lead >= 0xC2 && lead <= 0xDF) {
+        length = 2;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+        length = 3;
+        if (lead == 0xE0)
+            low = 0xA0; // no overlong three-byte forms
+        if (lead == 0xED)
+            high = 0x9F; // no surrogates
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+        length = 4;
+        if (lead == 0xF0)
+            low = 0x90; // no overlong four-byte forms
+        if (lead == 0xF4)
+            high = 0x8F; // nothing above U+10FFFF
+    } else {
+        return 0;
+    }
+    if (pos + length > text.size())
+        return 0;
+    if (byte(pos + 1) < low || byte(pos + 1) > high)
+        return 0;
+    for (std::size_t i = 2; i < length; ++i)
+        if (byte(pos + i) < 0x80 || byte(pos + i) > 0xBF)
+            return 0;
+    return length;
+}
+
+std::u16string Utf8ToUtf16(std::string_view text) {
+    std::u16string out;
+    out.reserve(text.size());
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        const std::size_t length = Utf8SequenceLength(text, pos);
+        if (length == 0) {
+            out.push_back(u'\uFFFD');
+            ++pos;
+            continue;
+        }
+        // The lead byte's payload, then six bits from each continuation byte.
+        static constexpr unsigned char kLeadMask[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
+        char32_t code = static_cast<unsigned char>(text[pos]) & kLeadMask[length];
+        for (std::size_t i = 1; i < length; ++i)
+            code = (code << 6) | (static_cast<unsigned char>(text[pos + i]) & 0x3F);
+        pos += length;
+        if (code >= 0x10000) {
+            code -= 0x10000;
+            out.push_back(static_cast<char16_t>(0xD800 + (code >> 10)));
+            out.push_back(static_cast<char16_t>(0xDC00 + (code & 0x3FF)));
+        } else {
+            out.push_back(static_cast<char16_t>(code));
+        }
+    }
+    return out;
+}
+
 std::vector<std::string> SplitText(const std::string& text, char separator) {
     std::vector<std::string> parts(1);
     for (char c : text) {
@@ -427,6 +500,17 @@ std::string DirectoryOf(const std::string& path) {
     if (slash == std::string::npos || slash == 0)
         return std::string();
     return path.substr(0, slash + 1);
+}
+
+std::string RelativeToFolder(const std::string& path, const std::string& folder) {
+    if (!folder.empty() && path.size() > folder.size() &&
+        path.compare(0, folder.size(), folder) == 0)
+        return path.substr(folder.size());
+    return path;
+}
+
+bool IsAbsolutePath(const std::string& path) {
+    return (!path.empty() && path[0] == '\\') || (path.size() >= 2 && path[1] == ':');
 }
 
 // ---- Files and the process ---------------------------------------------------------------

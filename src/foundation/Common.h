@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace bx {
@@ -37,6 +38,15 @@ int32_t ParseNumber(const std::string& text, int32_t& bank, bool& failed);
 // Text to boolean as files and dialogs hold it: "True" or "False" in any case, or a decimal
 // number (non-zero is true), blanks around it allowed. Nothing for any other text.
 std::optional<bool> TextToBool(const std::string& text);
+// Every occurrence of what in text replaced by with, left to right, without looking again into
+// what was put in; an empty what changes nothing.
+std::string ReplaceAll(std::string text, const std::string& what, const std::string& with);
+// The length of the valid UTF-8 sequence that starts at pos of text, or 0 when none does:
+// overlong forms, surrogates and values above U+10FFFF aren't valid.
+std::size_t Utf8SequenceLength(std::string_view text, std::size_t pos);
+// UTF-8 text in UTF-16 (the form of text widgets); a byte that starts no valid sequence
+// becomes U+FFFD.
+std::u16string Utf8ToUtf16(std::string_view text);
 // The pieces of text between the separators: "a\0b" gives {"a", "b"}, "" gives {""}.
 std::vector<std::string> SplitText(const std::string& text, char separator);
 // count blanks; empty for count below 1.
@@ -65,6 +75,12 @@ std::string FileNameOf(const std::string& path);
 // Everything up to and including the last backslash; empty when there is none or when the only
 // backslash is the first character.
 std::string DirectoryOf(const std::string& path);
+// path without folder in front when it begins with folder exactly and is longer than it; a
+// non-empty folder ends in "\". Otherwise path itself.
+std::string RelativeToFolder(const std::string& path, const std::string& folder);
+// Whether the path doesn't depend on the current directory: it begins at the root ("\...") or
+// names a drive ("C:...").
+bool IsAbsolutePath(const std::string& path);
 
 // Why a text can't be an appliance's name, or the empty text when it can. The name is the
 // base of the appliance's file, ROM image and debug file, and stands in the Makefile and in

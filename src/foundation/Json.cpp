@@ -1,46 +1,10 @@
 #include "foundation/Json.h"
 
+#include "foundation/Common.h"
+
 #include <cstdio>
 
 namespace bx {
-
-namespace {
-
-// The length of the valid UTF-8 sequence starting at pos, or 0 when there is none. Overlong
-// forms, surrogates and values above U+10FFFF are not valid.
-std::size_t Utf8SequenceLength(std::string_view text, std::size_t pos) {
-    auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    unsigned char lead = byte(pos);
-    std::size_t length;
-    unsigned char low = 0x80, high = 0xBF; // allowed range of the second byte
-    if (lead >= 0xC2 && lead <= 0xDF) {
-        length = 2;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-        length = 3;
-        if (lead == 0xE0)
-            low = 0xA0; // no overlong three-byte forms
-        if (lead == 0xED)
-            high = 0x9F; // no surrogates
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-        length = 4;
-        if (lead == 0xF0)
-            low = 0x90; // no overlong four-byte forms
-        if (lead == 0xF4)
-            high = 0x8F; // nothing above U+10FFFF
-    } else {
-        return 0;
-    }
-    if (pos + length > text.size())
-        return 0;
-    if (byte(pos + 1) < low || byte(pos + 1) > high)
-        return 0;
-    for (std::size_t i = 2; i < length; ++i)
-        if (byte(pos + i) < 0x80 || byte(pos + i) > 0xBF)
-            return 0;
-    return length;
-}
-
-} // namespace
 
 std::string JsonEscape(std::string_view text) {
     std::string out;

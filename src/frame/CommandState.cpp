@@ -222,6 +222,12 @@ void CommandState::EnableSelectionOps(bool enable) {
     SetEnabled("mnuEditCopy", enable);
 }
 
+void CommandState::EnableEditOps(bool canUndo, bool canRedo, bool canPaste) {
+    SetEnabled("mnuEditUndo", canUndo);
+    SetEnabled("mnuEditRedo", canRedo);
+    SetEnabled("mnuEditPaste", canPaste);
+}
+
 void CommandState::EnableSourceOps(bool enable) {
     for (const char* name : {"mnuSrcSave", "mnuSrcSaveAs", "mnuSrcClose", "mnuSrcAllClose",
                              "mnuEditFind", "mnuEditReplace", "mnuEditFindNext", "mnuBuildUpdated",

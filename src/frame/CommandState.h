@@ -68,6 +68,9 @@ public:
     void EnableObjectOps(bool enable);
     void EnableSegmentOps(bool enable);
     void EnableSelectionOps(bool enable);
+    // Undo, Redo and Paste of the Edit menu, as the source editor answers CanUndo, CanRedo and
+    // CanPaste.
+    void EnableEditOps(bool canUndo, bool canRedo, bool canPaste);
     void EnableSourceOps(bool enable);
     void EnableRemSource(bool enable);
     void EnableObjManipulate(bool enable);

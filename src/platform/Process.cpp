@@ -146,6 +146,15 @@ int32_t StatusValue(int status) {
 }
 } // namespace
 
+StartResult StartDetached(const std::string& command, const std::string& workingFolder) {
+    const StartResult result = StartProcess(SplitCommandLine(command), workingFolder, STDIN_FILENO,
+                                            STDOUT_FILENO, STDERR_FILENO);
+    // Someone must collect the program's end, or it would stay behind as a zombie.
+    if (result.started)
+        std::thread([process = result.process] { WaitForProcess(process); }).detach();
+    return result;
+}
+
 int32_t WaitForProcess(int process) {
     int status = 0;
     while (::waitpid(process, &status, 0) < 0) {

@@ -56,6 +56,11 @@ struct StartResult {
 StartResult StartProcess(const std::vector<std::string>& words, const std::string& workingFolder,
                          int standardInput, int standardOutput, int standardError);
 
+// Starts a command text (split as SplitCommandLine does) in workingFolder and lets it run on
+// its own, the way a person starts a program with a window of its own: nobody waits for it,
+// and it shares this process's standard streams. The outcome of the start.
+StartResult StartDetached(const std::string& command, const std::string& workingFolder);
+
 // Waits without a time limit for the child to end and gives its exit status: the value it
 // passed to exit(), or 128 + the signal's number when a signal ended it (the shell's rule).
 int32_t WaitForProcess(int process);

@@ -339,6 +339,26 @@ TEST(CommonPathTexts, DirectoryOfKeepsTheLastBackslash) {
     EXPECT_EQ(DirectoryOf(""), "");
 }
 
+TEST(CommonPathTexts, RelativeToFolderCutsOnlyAWholeLeadingFolder) {
+    struct Case {
+        const char* path;
+        const char* folder;
+        const char* relative;
+    };
+    const Case cases[] = {
+        {"\\p\\blinky\\src\\io.asm", "\\p\\blinky\\", "src\\io.asm"},
+        {"\\p\\blinkyx\\main.asm", "\\p\\blinky\\", "\\p\\blinkyx\\main.asm"},
+        {"\\p\\blinky\\", "\\p\\blinky\\", "\\p\\blinky\\"},
+        {"\\P\\BLINKY\\main.asm", "\\p\\blinky\\", "\\P\\BLINKY\\main.asm"},
+        {"main.asm", "", "main.asm"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(RelativeToFolder(c.path, c.folder), c.relative) << c.path;
+    EXPECT_TRUE(IsAbsolutePath("\\p\\a.asm"));
+    EXPECT_TRUE(IsAbsolutePath("C:a.asm"));
+    EXPECT_FALSE(IsAbsolutePath("src\\a.asm"));
+}
+
 TEST(CommonPathTexts, PiecesPutBackTogether) {
     for (const std::string path : {"C:\\a.b\\x.tar.gz", "dir\\file.s", "a\\b\\c"}) {
         EXPECT_EQ(DirectoryOf(path) + FileNameOf(path), path);
@@ -546,6 +566,14 @@ TEST(CommonTextForms, TextToBoolTakesTrueFalseAndDecimalNumbersOnly) {
     EXPECT_EQ(TextToBool("yes"), std::nullopt);
     EXPECT_EQ(TextToBool("$1"), std::nullopt);
     EXPECT_EQ(TextToBool("%1"), std::nullopt);
+}
+
+TEST(CommonTextForms, Utf8BecomesUtf16WithAReplacementForEachBadByte) {
+    EXPECT_EQ(Utf8ToUtf16("\xC3\xA9"
+                          "a\xF0\x9F\x98\x80\xFF\xC0\xAF"),
+              u"\u00E9a\U0001F600\uFFFD\uFFFD\uFFFD");
+    EXPECT_EQ(ReplaceAll("%i and %i", "%i", "%i%i"), "%i%i and %i%i");
+    EXPECT_EQ(ReplaceAll("abc", "", "x"), "abc");
 }
 
 TEST(CommonTextForms, SplitTextKeepsEmptyPieces) {

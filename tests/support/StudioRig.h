@@ -15,11 +15,13 @@
 
 #include <QComboBox>
 #include <QDialog>
+#include <QFont>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QStandardPaths>
 #include <QTest>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace bx::test {
@@ -34,12 +36,22 @@ public:
         return onDialog ? onDialog(dialog) : int(QDialog::Rejected);
     }
     QString OpenFileName(QWidget*, const QString&, const QString&) override { return file; }
+    QString SaveFileName(QWidget*, const QString&, const QString&, const QString&) override {
+        return saveFile;
+    }
     QString ExistingFolder(QWidget*, const QString&) override { return folder; }
+    bool ChooseFont(QWidget*, QFont& chosen) override {
+        if (font)
+            chosen = *font;
+        return font.has_value();
+    }
 
     QStringList shown;
     std::function<int(QDialog&)> onDialog;
     QString file;
+    QString saveFile;
     QString folder;
+    std::optional<QFont> font; // the font picker's choice; none: cancelled
 };
 
 // A program folder with the shipped settings and an (empty) template folder for each body.

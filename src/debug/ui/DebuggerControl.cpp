@@ -141,6 +141,7 @@ void DebuggerControl::SyncViews() {
     for (int32_t v = 1; SourceLineModel* model = monitor_->ViewAt(v); ++v) {
         if (views_.count(v))
             continue;
+        model->Finder = neighbours_.Finder;
         auto* view = new DebugView(model, stack_);
         connect(view, &DebugView::BreakpointEditorRequested, this,
                 &DebuggerControl::BreakpointEditorRequested);

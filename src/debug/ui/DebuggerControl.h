@@ -42,6 +42,8 @@ struct DebuggerNeighbours {
     std::function<std::shared_ptr<View>()> ActiveView;
     // The register, watch and memory windows (any may be null).
     std::function<InspectorContent*()> Registers, Watches, Memory;
+    // The find dialog the source views share with the editor (may be null: no Find then).
+    FindDialog* Finder = nullptr;
 };
 
 class DebuggerControl : public QWidget,

@@ -1,7 +1,12 @@
 #include "editor/ui/SourceWindow.h"
 
+#include "appliance/Appliance.h"
+#include "editor/SourceDocuments.h"
+#include "editor/ui/FindWindow.h"
+#include "foundation/HostInterfaces.h"
 #include "frame/CommandState.h"
-#include "frame/ui/ChildWindow.h"
+#include "platform/Paths.h"
+#include "platform/Process.h"
 
 #include <QStackedWidget>
 #include <QVBoxLayout>
@@ -13,36 +18,27 @@ namespace {
 constexpr const char* kSourceCaption = "Source Editor";
 constexpr const char* kDebugCaption = "Debugger (No Editing)";
 
-// The sides of a build that doesn't have them yet: a note, and the answers of a side with
-// nothing open.
+// The sides until the frame plugs the real ones in: empty, with the answers of a side with
+// nothing open, so that the window never has to ask whether it has a side.
 class NoEditor : public QWidget, public EditorSide {
 public:
-    NoEditor() {
-        setObjectName("edtSource");
-        auto* layout = new QVBoxLayout(this);
-        layout->setContentsMargins(0, 0, 0, 0);
-        layout->addWidget(NotYetNote("Source editor"));
-    }
+    NoEditor() { setObjectName("edtSource"); }
     QWidget* Widget() override { return this; }
     void SetAppliance(Appliance*) override {}
 };
 
 class NoDebugger : public QWidget, public DebuggerSide {
 public:
-    NoDebugger() {
-        setObjectName("monDebug");
-        auto* layout = new QVBoxLayout(this);
-        layout->setContentsMargins(0, 0, 0, 0);
-        layout->addWidget(NotYetNote("Debugger"));
-    }
+    NoDebugger() { setObjectName("monDebug"); }
     QWidget* Widget() override { return this; }
     void SetAppliance(Appliance*) override {}
 };
 
 } // namespace
 
-SourceWindow::SourceWindow(CommandState& commands, QWidget* parent)
-    : QWidget(parent), commands_(commands), stack_(new QStackedWidget(this)) {
+SourceWindow::SourceWindow(CommandState& commands, Prompter& prompter, QWidget* parent)
+    : QWidget(parent), commands_(commands), prompter_(prompter), stack_(new QStackedWidget(this)),
+      find_(new FindWindow(this)) {
     setObjectName("frmSourceHost");
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -61,6 +57,7 @@ void SourceWindow::SetEditor(EditorSide* editor) {
         editor_->Widget()->deleteLater();
     }
     editor_ = editor;
+    editor_->SetHost(this);
     stack_->insertWidget(0, editor_->Widget());
     if (front)
         stack_->setCurrentWidget(editor_->Widget());
@@ -85,11 +82,14 @@ bool SourceWindow::DebuggerInFront() const {
 void SourceWindow::BringUpSource() {
     emit CaptionChanged(kSourceCaption);
     stack_->setCurrentWidget(editor_->Widget());
+    EditStateChanged();
 }
 
 void SourceWindow::BringUpDebug() {
     emit CaptionChanged(kDebugCaption);
     stack_->setCurrentWidget(debugger_->Widget());
+    // Nothing can be edited behind the debugger.
+    commands_.EnableEditOps(false, false, false);
 }
 
 bool SourceWindow::DebugShowFileLine(const std::string& file, int line) {
@@ -202,6 +202,7 @@ void SourceWindow::GotoFileLine(const std::string& file, int line) {
 }
 
 void SourceWindow::SetAppliance(Appliance* appliance) {
+    appliance_ = appliance;
     editor_->SetAppliance(appliance);
     debugger_->SetAppliance(appliance);
 }
@@ -226,6 +227,21 @@ bool SourceWindow::UnloadSave() {
     return editor_->UnloadSave();
 }
 
+void SourceWindow::OpenFromTree(const std::string& path) {
+    if (!appliance_ || !appliance_->ExtEditorInUse || appliance_->ExtEditor.empty()) {
+        LoadSource(path);
+        return;
+    }
+    const std::string command = ExternalEditorCommand(appliance_->ExtEditor, path);
+    const platform::StartResult started = platform::StartDetached(command, appliance_->Folder);
+    if (!started.started)
+        prompter_.ask(
+            "Source Editor",
+            "The external editor could not be started: " + platform::ToNativePath(command) +
+                "\r\n" + platform::ErrorText(started.error),
+            Buttons::Ok, Icon::Exclamation);
+}
+
 void SourceWindow::SourceOpened() {
     commands_.EnableSourceOps(true);
 }
@@ -241,6 +257,16 @@ void SourceWindow::SelectionMade() {
 
 void SourceWindow::SelectionCleared() {
     commands_.EnableSelectionOps(false);
+}
+
+void SourceWindow::EditStateChanged() {
+    if (DebuggerInFront())
+        return;
+    commands_.EnableEditOps(editor_->CanUndo(), editor_->CanRedo(), editor_->CanPaste());
+}
+
+void SourceWindow::ApplianceSourcesChanged() {
+    emit ApplianceChanged();
 }
 
 } // namespace bx::ui

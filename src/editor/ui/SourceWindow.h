@@ -17,10 +17,33 @@ namespace bx {
 class Appliance;
 class CommandState;
 class Emulator;
+class Prompter;
 class Symbler;
 } // namespace bx
 
 namespace bx::ui {
+
+class FindWindow;
+
+// What the source editor tells its host: the events of its documents, which the host turns
+// into the frame's command state.
+class EditorHost {
+public:
+    virtual ~EditorHost() = default;
+    // A document became the active one: new, loaded, or selected by opening it again.
+    virtual void SourceOpened() = 0;
+    // The last document was closed.
+    virtual void SourceAllClosed() = 0;
+    // The active document's selection changed and isn't empty.
+    virtual void SelectionMade() = 0;
+    // The selection changed and is empty, or the editor lost the focus.
+    virtual void SelectionCleared() = 0;
+    // What CanUndo, CanRedo or CanPaste answer may have changed.
+    virtual void EditStateChanged() = 0;
+    // The appliance's sources changed from the editor (a file saved under a new name was
+    // added, or the old name removed): the appliance window shows it anew.
+    virtual void ApplianceSourcesChanged() = 0;
+};
 
 // The source editor as the host forwards to it. A side is a widget of its own (Widget()), and
 // the host's window owns it once plugged in.
@@ -28,7 +51,11 @@ class EditorSide {
 public:
     virtual ~EditorSide() = default;
     virtual QWidget* Widget() = 0;
+    // The window takes the appliance; null when it is unloaded (closing the appliance), and
+    // then the open documents go with it (the frame has offered to save them before).
     virtual void SetAppliance(Appliance* appliance) = 0;
+    // Where the events go; set by the host when the side is plugged in.
+    virtual void SetHost(EditorHost* /*host*/) {}
     virtual void FindNew() {}
     virtual void FindNext() {}
     virtual void EditReplace() {}
@@ -40,6 +67,8 @@ public:
     virtual void Cut() {}
     virtual void Copy() {}
     virtual void Paste() {}
+    // Close the active document, or all of them, as a person asks for it: a modified document
+    // is offered for saving first, and a Cancel keeps it (and the ones behind it) open.
     virtual void CloseTopMost() {}
     virtual void CloseAllMost() {}
     // Opens (or brings forward) a document; path relative to the appliance's folder or whole.
@@ -90,11 +119,12 @@ public:
     virtual Symbler* Symbols() { return nullptr; }
 };
 
-class SourceWindow : public QWidget {
+class SourceWindow : public QWidget, public EditorHost {
     Q_OBJECT
 public:
     // The sides are this build's own until SetEditor and SetDebugger plug real ones in.
-    SourceWindow(CommandState& commands, QWidget* parent = nullptr);
+    // prompter: the window's own boxes (an external editor that can't be started).
+    SourceWindow(CommandState& commands, Prompter& prompter, QWidget* parent = nullptr);
     ~SourceWindow() override;
 
     // Plugs a side in; the window takes the side's widget (and with it the side) over, and
@@ -103,6 +133,9 @@ public:
     void SetDebugger(DebuggerSide* debugger);
     EditorSide& Editor() { return *editor_; }
     DebuggerSide& Debugger() { return *debugger_; }
+    // wizFind: the one find dialog of the editor and the debugger's source views, so that both
+    // remember the same text and options (see FindWindow.h).
+    FindWindow& SharedFind() { return *find_; }
 
     // ---- The forwarding table ------------------------------------------------------------
     bool DebugShowFileLine(const std::string& file, int line);
@@ -129,6 +162,11 @@ public:
     void LoadSource(const std::string& path);
     bool SaveAll(bool prompt, bool force);
     bool UnloadSave();
+    // Opening a source from the appliance tree: with an external editor in use (the
+    // appliance's command), that program opens the file, started in the appliance's folder
+    // with "%i" replaced by the path in double quotes; otherwise LoadSource. A command that
+    // can't be started is reported in a box.
+    void OpenFromTree(const std::string& path);
 
     bool DebuggerInFront() const;
     // Set by the first close request of the window; the frame reads it.
@@ -136,10 +174,13 @@ public:
     void ConfirmUnload() { unloadConfirmed_ = true; }
 
     // ---- Events of the editor, turned into the frame's command state ----------------------
-    void SourceOpened();
-    void SourceAllClosed();
-    void SelectionMade();
-    void SelectionCleared();
+    void SourceOpened() override;
+    void SourceAllClosed() override;
+    void SelectionMade() override;
+    void SelectionCleared() override;
+    // Undo, Redo and Paste follow the editor's answers while it is in front.
+    void EditStateChanged() override;
+    void ApplianceSourcesChanged() override;
 
 signals:
     // The window's caption: "Source Editor" or "Debugger (No Editing)".
@@ -148,12 +189,17 @@ signals:
     void ShowRequested();
     // A stop of the running target was dealt with: the frame turns to the stopped state.
     void StoppedByTarget();
+    // The appliance's sources changed from the editor: the appliance window shows them anew.
+    void ApplianceChanged();
 
 private:
     CommandState& commands_;
+    Prompter& prompter_;
     QStackedWidget* stack_;
     EditorSide* editor_ = nullptr;
     DebuggerSide* debugger_ = nullptr;
+    FindWindow* find_;
+    Appliance* appliance_ = nullptr;
     bool unloadConfirmed_ = false;
 };
 

@@ -1,7 +1,6 @@
 #include "frame/ui/ChildWindow.h"
 
 #include <QCloseEvent>
-#include <QLabel>
 
 namespace bx::ui {
 
@@ -25,19 +24,6 @@ void ChildWindow::closeEvent(QCloseEvent* event) {
     event->ignore();
     hide();
     emit CloseRequested();
-}
-
-QWidget* NotYetNote(const QString& title) {
-    auto* note = new QLabel(QString("<p><b>%1</b></p><p>Not part of this build of the studio "
-                                    "yet.</p>")
-                                .arg(title.toHtmlEscaped()));
-    note->setAlignment(Qt::AlignCenter);
-    note->setWordWrap(true);
-    note->setMargin(16);
-    note->setForegroundRole(QPalette::PlaceholderText);
-    note->setBackgroundRole(QPalette::Base);
-    note->setAutoFillBackground(true);
-    return note;
 }
 
 } // namespace bx::ui

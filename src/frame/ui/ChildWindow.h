@@ -25,7 +25,4 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 };
 
-// The note a window shows in place of contents that this build of the studio doesn't have.
-QWidget* NotYetNote(const QString& title);
-
 } // namespace bx::ui

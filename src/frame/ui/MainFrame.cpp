@@ -7,6 +7,8 @@
 #include "debug/ui/BreakpointDialog.h"
 #include "debug/ui/DebuggerControl.h"
 #include "debug/ui/MemoryAttributeDialog.h"
+#include "editor/ui/FindWindow.h"
+#include "editor/ui/SourceEditor.h"
 #include "editor/ui/SourceWindow.h"
 #include "foundation/Diagnoser.h"
 #include "foundation/Error.h"
@@ -231,6 +233,20 @@ MainFrame::~MainFrame() {
     // The children forget the appliance before it goes with the frame's logic.
     if (messages_)
         messages_->SetAppliance(nullptr);
+    // The child windows go while the frame's logic is still whole: as they go the focus moves,
+    // and the editor answers a focus change through the command state.
+    for (auto& [name, child] : children_)
+        child->removeEventFilter(this);
+    children_.clear();
+    source_ = nullptr;
+    debugger_ = nullptr;
+    applianceContent_ = nullptr;
+    inspectors_.clear();
+    prototyper_ = nullptr;
+    extender_ = nullptr;
+    messages_ = nullptr;
+    delete mdiArea_;
+    mdiArea_ = nullptr;
 }
 
 bool MainFrame::Initialise() {
@@ -255,13 +271,16 @@ ui::ChildWindow* MainFrame::AddChild(const char* name, const char* caption) {
 void MainFrame::BuildChildren() {
     AddChild(child::kAppliance, "Appliance");
 
-    source_ = new SourceWindow(commands_->Commands());
+    source_ = new SourceWindow(commands_->Commands(), *prompter_);
+    source_->SetEditor(new SourceEditor(*prompter_, source_->SharedFind()));
+    connect(source_, &SourceWindow::ApplianceChanged, this, [this] { Update(true); });
     DebuggerNeighbours neighbours;
     neighbours.PrototyperFacade = [this] { return prototyper_->PanelFacade(); };
     neighbours.ActiveView = [this] { return applianceContent_->ActiveView(); };
     neighbours.Registers = [this] { return inspectors_[child::kRegister]; };
     neighbours.Watches = [this] { return inspectors_[child::kWatch]; };
     neighbours.Memory = [this] { return inspectors_[child::kMemory]; };
+    neighbours.Finder = &source_->SharedFind();
     debugger_ = new DebuggerControl(*prompter_, *status_, *diagnoser_, std::move(neighbours));
     source_->SetDebugger(debugger_);
     ConnectDebugger();

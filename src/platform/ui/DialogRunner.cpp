@@ -2,6 +2,7 @@
 
 #include <QDialog>
 #include <QFileDialog>
+#include <QFontDialog>
 #include <QStringList>
 
 namespace bx::ui {
@@ -26,6 +27,14 @@ QString DialogRunner::SaveFileName(QWidget* parent, const QString& title, const 
 
 QString DialogRunner::ExistingFolder(QWidget* parent, const QString& prompt) {
     return QFileDialog::getExistingDirectory(parent, prompt);
+}
+
+bool DialogRunner::ChooseFont(QWidget* parent, QFont& font) {
+    bool chosen = false;
+    const QFont picked = QFontDialog::getFont(&chosen, font, parent, "Font");
+    if (chosen)
+        font = picked;
+    return chosen;
 }
 
 DialogRunner& Dialogs() {

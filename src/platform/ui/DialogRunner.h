@@ -7,6 +7,7 @@
 #include <QString>
 
 class QDialog;
+class QFont;
 class QWidget;
 
 namespace bx::ui {
@@ -23,6 +24,8 @@ public:
                                  const QString& proposed);
     // The system's folder picker; an empty text when cancelled.
     virtual QString ExistingFolder(QWidget* parent, const QString& prompt);
+    // The font picker, filled from font; false when cancelled, else font holds the choice.
+    virtual bool ChooseFont(QWidget* parent, QFont& font);
 };
 
 // The runner in use: the real one unless a test installed another.

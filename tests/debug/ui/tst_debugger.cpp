@@ -129,6 +129,17 @@ private slots:
         Frame().Perform("mnuDbgReset");
         QCOMPARE(view.SelectedLine(), LineOf(view, "reset:"));
 
+        // Find in the view's pop-up menu opens the editor's find dialog and brings the line up.
+        built_->studio.dialogs.onDialog = [](QDialog& dialog) {
+            dialog.findChild<QLineEdit*>("txtFindTarget")->setText("SCAN_KEYPAD:");
+            dialog.findChild<QPushButton*>("cmdFind")->click();
+            return int(QDialog::Accepted);
+        };
+        widget.findChild<QAction*>("mnuFind")->trigger();
+        built_->studio.dialogs.onDialog = nullptr;
+        QCOMPARE(built_->studio.dialogs.shown.last(), QString("wizFind"));
+        QCOMPARE(view.TopLine(), LineOf(view, "scan_keypad:"));
+
         Frame().Perform("mnuDbgPower");
         QVERIFY(!Frame().Frame().Powered());
         QCOMPARE(Frame().Frame().CurrentDesktop(), std::string("Source"));
