@@ -39,7 +39,7 @@
 //   - IRQ/NMI entry: the current PC twice; RESET: PC twice, then $0100+S, S-1, S-2;
 //   - WAI and STP: PC+1 twice;
 //   - undefined opcodes (not in the data either): every cycle after the instruction's own bytes
-//     (the addresses are listed at the end of Execute below and in docs/cpu.md).
+//     (the addresses are listed at the end of Execute<Op> below and in docs/cpu.md).
 //
 // Interrupts: SetIrq(level) is the level-sensitive IRQ input; TriggerNmi() latches an NMI edge.
 // Both are sampled between instructions: a pending NMI, or an asserted IRQ with I clear, makes
@@ -92,6 +92,18 @@ template <class B>
 concept FetchBlockBus = ExecuteCheckBus<B> && requires(B& b, uint16_t pc) {
     { b.FetchBlock(pc) } -> std::convertible_to<const uint8_t*>;
 };
+//   - a bus whose static constexpr bool kAccessesMayCall is true has accesses that sometimes
+//     call a function (a slow path out of line). Run() then dispatches through one switch
+//     instead of threaded code: with calls in the 256 opcodes' code, GCC keeps most of the
+//     CPU's registers in memory throughout the threaded loop, which measured slower than the
+//     switch (docs/cpu.md).
+template <class B>
+constexpr bool AccessesMayCall() {
+    if constexpr (requires { B::kAccessesMayCall; })
+        return B::kAccessesMayCall;
+    else
+        return false;
+}
 //   - a bus whose static constexpr bool kRunReturnsOnStp is true makes Run() return as soon as
 //     STP has executed, instead of letting the rest of the budget pass idle (a debugger wants
 //     the stop, and the cycle count, at the STP).
@@ -109,6 +121,15 @@ struct CpuRegisters {
 };
 
 enum class CpuState : uint8_t { Running, Waiting, Stopped };
+
+// What Run() returns for besides its budget and RequestStop().
+enum class RunUntil : uint8_t {
+    Budget,
+    // Also right after an instruction that jumps or branches to its own address (a trap, the
+    // way self-checking test programs end), executed once; after STP; and at a WAI that no
+    // asserted input can end. Only the taken paths of the control transfers check.
+    Trap,
+};
 
 // Status register bits.
 enum CpuFlag : uint8_t {
@@ -131,6 +152,27 @@ inline constexpr uint16_t kIrqVector = 0xFFFE;
 #else
 #define BX_SIM_INLINE inline
 #endif
+// Threaded code: every opcode's code ends in its own fetch and indirect jump to the next
+// opcode's code (GCC and Clang's labels as values), so that the host predicts each jump from
+// the instruction before it. Elsewhere the run loop dispatches through one switch.
+#if defined(__GNUC__)
+#define BX_SIM_THREADED 1
+#else
+#define BX_SIM_THREADED 0
+#endif
+// X(h, l) for every opcode $hl, in order.
+// clang-format off
+#define BX_SIM_OPCODE_ROW(X, h)                                                                    \
+    X(h, 0) X(h, 1) X(h, 2) X(h, 3) X(h, 4) X(h, 5) X(h, 6) X(h, 7)                               \
+    X(h, 8) X(h, 9) X(h, A) X(h, B) X(h, C) X(h, D) X(h, E) X(h, F)
+#define BX_SIM_ALL_OPCODES(X)                                                                      \
+    BX_SIM_OPCODE_ROW(X, 0) BX_SIM_OPCODE_ROW(X, 1) BX_SIM_OPCODE_ROW(X, 2)                       \
+    BX_SIM_OPCODE_ROW(X, 3) BX_SIM_OPCODE_ROW(X, 4) BX_SIM_OPCODE_ROW(X, 5)                       \
+    BX_SIM_OPCODE_ROW(X, 6) BX_SIM_OPCODE_ROW(X, 7) BX_SIM_OPCODE_ROW(X, 8)                       \
+    BX_SIM_OPCODE_ROW(X, 9) BX_SIM_OPCODE_ROW(X, A) BX_SIM_OPCODE_ROW(X, B)                       \
+    BX_SIM_OPCODE_ROW(X, C) BX_SIM_OPCODE_ROW(X, D) BX_SIM_OPCODE_ROW(X, E)                       \
+    BX_SIM_OPCODE_ROW(X, F)
+// clang-format on
 
 template <class Bus>
 class Cpu65C02 {
@@ -144,6 +186,9 @@ public:
     // Total cycles (bus cycles plus idle cycles) and instructions since construction.
     uint64_t Cycles() const { return cycles_; }
     uint64_t Instructions() const { return instructions_; }
+    // The last Run<RunUntil::Trap> returned on a trap: the instruction at PC jumped or
+    // branched to itself, and was executed once.
+    bool Trapped() const { return trapped_; }
 
     // The level of the IRQ input (true = asserted).
     void SetIrq(bool asserted) {
@@ -151,6 +196,7 @@ public:
         UpdateAttention();
     }
     bool IrqAsserted() const { return irqLine_; }
+    bool NmiPending() const { return nmiPending_; }
     // An edge on the NMI input: latched until the CPU enters the handler.
     void TriggerNmi() {
         nmiPending_ = true;
@@ -174,7 +220,7 @@ public:
     // The reset sequence, performed now: 7 cycles, PC from $FFFC/$FFFD, I set, D clear, S
     // lowered by three, leaves Waiting and Stopped. A pending NMI is forgotten.
     void Reset() {
-        Core c{*this};
+        Core<false> c{*this};
         c.DummyRead(c.r.PC);
         c.DummyRead(c.r.PC);
         c.DummyRead(static_cast<uint16_t>(0x100 | c.r.S--));
@@ -198,7 +244,7 @@ public:
             if (HandleAttention(spent))
                 return spent;
         }
-        Core c{*this};
+        Core<false> c{*this};
         c.Execute();
         ++instructions_;
         const int spent = static_cast<int>(c.Spent());
@@ -213,17 +259,22 @@ public:
 
     // Runs whole instructions until at least cycleBudget cycles have passed (the last one may
     // overshoot) or RequestStop() was called. While Waiting or Stopped the rest of the budget
-    // passes idle. Returns the cycles spent.
+    // passes idle, except where Until says to return. Returns the cycles spent.
+    template <RunUntil Until = RunUntil::Budget>
     uint64_t Run(uint64_t cycleBudget) {
+        constexpr bool kTraps = Until == RunUntil::Trap;
+        trapped_ = false;
         uint64_t spent = 0;
         while (spent < cycleBudget) {
             if (attention_ != 0 && !OnlyMaskedIrq()) {
                 if (stopRequested_)
                     break;
-                if (state_ == CpuState::Stopped && RunReturnsOnStp<Bus>())
+                if (state_ == CpuState::Stopped && (kTraps || RunReturnsOnStp<Bus>()))
                     break;
                 if (state_ == CpuState::Stopped ||
                     (state_ == CpuState::Waiting && !nmiPending_ && !irqLine_)) {
+                    if constexpr (kTraps)
+                        break;
                     // Nothing can wake the CPU within this call: let the budget pass idle.
                     cycles_ += cycleBudget - spent;
                     spent = cycleBudget;
@@ -235,50 +286,7 @@ public:
                     continue;
                 }
             }
-            // The fast path: registers in a local Core that nothing outside this loop can see,
-            // one check of the interrupt and stop inputs per instruction.
-            const uint64_t end = cycles_ + (cycleBudget - spent);
-            Core c{*this};
-            uint64_t executed = 0;
-            // One dispatch site: the opcode comes either from the fetch block or from the bus,
-            // and the switch is expanded once, so that the Core never leaves the machine
-            // registers (a second expansion would take its address and pin it to the stack). The
-            // bus is reached through the Core's copy of the reference: a byte store may alias the
-            // Cpu object, which would make the compiler reload bus_ after every write.
-            do {
-                uint8_t op;
-                if constexpr (FetchBlockBus<Bus>) {
-                    const uint8_t* block = c.bus.FetchBlock(c.r.PC);
-                    c.fetchBlock = block;
-                    c.fetchBase = static_cast<uint16_t>(c.r.PC & 0xFFC0);
-                    if (block != nullptr) [[likely]] {
-                        op = block[c.r.PC & 0x3F];
-                        ++c.now;
-                        ++c.r.PC;
-                    } else {
-                        if (c.bus.ExecuteBreak(c.r.PC)) [[unlikely]] {
-                            stopRequested_ = true;
-                            UpdateAttention();
-                            break;
-                        }
-                        op = c.Fetch();
-                    }
-                } else {
-                    if constexpr (ExecuteCheckBus<Bus>) {
-                        if (c.bus.ExecuteBreak(c.r.PC)) [[unlikely]] {
-                            stopRequested_ = true;
-                            UpdateAttention();
-                            break;
-                        }
-                    }
-                    op = c.Fetch();
-                }
-                c.Dispatch(op);
-                ++executed;
-            } while (c.now < end && (attention_ == 0 || OnlyMaskedIrq(c.r.P)));
-            spent += c.Spent();
-            c.Commit();
-            instructions_ += executed;
+            spent += RunInstructions<kTraps>(cycleBudget - spent);
         }
         stopRequested_ = false;
         UpdateAttention();
@@ -289,6 +297,8 @@ private:
     // The working copy of the registers during a Step or Run. It lives on the stack so that
     // the compiler keeps it in machine registers: a byte store to the Bus's memory could alias
     // members of the Cpu object, but never a local whose address does not escape.
+    // StopAtTraps: the control transfers look for a trap (RunUntil::Trap).
+    template <bool StopAtTraps>
     struct Core {
         Cpu65C02& cpu;
         Bus& bus;
@@ -297,6 +307,9 @@ private:
         // of each access's cycle. One counter rather than a start and an offset keeps one
         // more machine register free in the run loop.
         uint64_t now;
+        // The run loop's budget, as the cycle count at which it ends, and its instructions.
+        uint64_t end = 0;
+        uint64_t executed = 0;
         // The fetch block of the running instruction's opcode (FetchBlock) and its address, or
         // null: operand bytes in the same block are taken from there without a bus call. The
         // block is side-effect free plain memory, and an instruction fetches all its operand
@@ -522,12 +535,13 @@ private:
             return static_cast<uint8_t>(v & ~r.A);
         }
 
-        // Read-modify-write on memory: read, read again (the 65C02's extra cycle), write.
-        template <class Op>
-        BX_SIM_INLINE void Modify(uint16_t ea, Op op) {
+        // Read-modify-write on memory: read, read again (the 65C02's extra cycle), then the
+        // caller writes the result once. No lambda for the operation: a closure holding the
+        // Core's address would keep the Core out of machine registers in the run loop.
+        BX_SIM_INLINE uint8_t ReadToModify(uint16_t ea) {
             uint8_t v = Read(ea);
             DummyRead(ea);
-            Write(ea, op(v));
+            return v;
         }
 
         BX_SIM_INLINE void Branch(bool taken) {
@@ -538,7 +552,7 @@ private:
             uint16_t target = static_cast<uint16_t>(r.PC + offset);
             if ((target ^ r.PC) & 0xFF00)
                 DummyRead(static_cast<uint16_t>((r.PC & 0xFF00) | (target & 0x00FF)));
-            r.PC = target;
+            JumpFrom(static_cast<uint16_t>(r.PC - 2), target);
         }
         BX_SIM_INLINE void BranchOnBit(uint8_t mask, bool whenSet) {
             uint8_t zp = Fetch();
@@ -551,7 +565,7 @@ private:
             uint16_t target = static_cast<uint16_t>(r.PC + offset);
             if ((target ^ r.PC) & 0xFF00)
                 DummyRead(r.PC);
-            r.PC = target;
+            JumpFrom(static_cast<uint16_t>(r.PC - 3), target);
         }
         BX_SIM_INLINE void ModifyZpBit(uint8_t mask, bool set) {
             uint8_t zp = Fetch();
@@ -573,18 +587,152 @@ private:
             r.PC = static_cast<uint16_t>(lo | (hi << 8));
         }
 
+        // Control passes from the instruction at from to target; with StopAtTraps, a transfer to
+        // the instruction itself ends the run after it.
+        BX_SIM_INLINE void JumpFrom(uint16_t from, uint16_t target) {
+            r.PC = target;
+            if constexpr (StopAtTraps) {
+                if (target == from) [[unlikely]]
+                    cpu.NoteTrap();
+            }
+        }
+
         void Execute() { Dispatch(Fetch()); }
-        void Dispatch(uint8_t op);
+        // The instruction of opcode Op, its opcode fetched. A switch on the template argument,
+        // which the compiler folds to Op's case before it inlines anything.
+        template <uint8_t Op>
+        BX_SIM_INLINE void Execute();
+        BX_SIM_INLINE void Dispatch(uint8_t op) {
+#define BX_SIM_OPCODE_CASE(h, l)                                                                   \
+    case 0x##h##l:                                                                                 \
+        Execute<0x##h##l>();                                                                       \
+        break;
+            switch (op) { BX_SIM_ALL_OPCODES(BX_SIM_OPCODE_CASE) }
+#undef BX_SIM_OPCODE_CASE
+        }
     };
+
+    // The fast path of Run: instructions until the budget is spent or an input needs attention
+    // (an IRQ that I masks doesn't). The registers live in a local Core that nothing outside
+    // this function can see, and the inputs are checked once per instruction. The bus is reached
+    // through the Core's copy of the reference: a byte store may alias the Cpu object, which
+    // would make the compiler reload bus_ after every write. Returns the cycles spent.
+    template <bool StopAtTraps>
+    uint64_t RunInstructions(uint64_t budget) {
+        if constexpr (BX_SIM_THREADED && !AccessesMayCall<Bus>())
+            return RunThreaded<StopAtTraps>(budget);
+        else
+            return RunSwitched<StopAtTraps>(budget);
+    }
+    template <class Core>
+    uint64_t EndRun(Core& c) {
+        const uint64_t spent = c.Spent();
+        c.Commit();
+        instructions_ += c.executed;
+        return spent;
+    }
+
+    // The opcode at PC into op: from the fetch block (no bus call) where the bus offers one,
+    // else after asking for an execute breakpoint, else from the bus. onBreak leaves the loop.
+#define BX_SIM_FETCH_OPCODE(onBreak)                                                               \
+    if constexpr (FetchBlockBus<Bus>) {                                                            \
+        const uint8_t* block = c.bus.FetchBlock(c.r.PC);                                           \
+        c.fetchBlock = block;                                                                      \
+        c.fetchBase = static_cast<uint16_t>(c.r.PC & 0xFFC0);                                      \
+        if (block != nullptr) [[likely]] {                                                         \
+            op = block[c.r.PC & 0x3F];                                                             \
+            ++c.now;                                                                               \
+            ++c.r.PC;                                                                              \
+        } else {                                                                                   \
+            if (c.bus.ExecuteBreak(c.r.PC)) [[unlikely]] {                                         \
+                StopAtExecuteBreak();                                                              \
+                onBreak;                                                                           \
+            }                                                                                      \
+            op = c.Fetch();                                                                        \
+        }                                                                                          \
+    } else {                                                                                       \
+        if constexpr (ExecuteCheckBus<Bus>) {                                                      \
+            if (c.bus.ExecuteBreak(c.r.PC)) [[unlikely]] {                                         \
+                StopAtExecuteBreak();                                                              \
+                onBreak;                                                                           \
+            }                                                                                      \
+        }                                                                                          \
+        op = c.Fetch();                                                                            \
+    }
+#define BX_SIM_GO_ON (c.now < c.end && (attention_ == 0 || OnlyMaskedIrq(c.r.P)))
+
+    // One dispatch site, expanded once, so that the Core never leaves the machine registers.
+    template <bool StopAtTraps>
+    uint64_t RunSwitched(uint64_t budget) {
+        Core<StopAtTraps> c{*this};
+        c.end = cycles_ + budget;
+        uint8_t op;
+        do {
+            BX_SIM_FETCH_OPCODE(break)
+            c.Dispatch(op);
+            ++c.executed;
+        } while (BX_SIM_GO_ON);
+        return EndRun(c);
+    }
+
+#if BX_SIM_THREADED
+    // Threaded code: each opcode's code is the switch's case for it (Execute<op>), followed by
+    // its own copy of the check, the fetch and the indirect jump to the next opcode's code, so
+    // that the host predicts each jump from the opcode before it.
+    template <bool StopAtTraps>
+    uint64_t RunThreaded(uint64_t budget) {
+        Core<StopAtTraps> c{*this};
+        c.end = cycles_ + budget;
+        uint8_t op;
+#define BX_SIM_LABEL_ADDRESS(h, l) &&bx_op_##h##l,
+        // clang-format off
+#define BX_SIM_OPCODE_CODE(h, l)                                                                   \
+    bx_op_##h##l:                                                                                  \
+    c.template Execute<0x##h##l>();                                                                \
+    ++c.executed;                                                                                  \
+    if (!BX_SIM_GO_ON) [[unlikely]]                                                                \
+        goto leave;                                                                                \
+    BX_SIM_FETCH_OPCODE(goto leave)                                                                \
+    goto *kOpcodeCode[op];
+        // clang-format on
+        static const void* const kOpcodeCode[256] = {BX_SIM_ALL_OPCODES(BX_SIM_LABEL_ADDRESS)};
+        BX_SIM_FETCH_OPCODE(goto leave)
+        goto* kOpcodeCode[op];
+        BX_SIM_ALL_OPCODES(BX_SIM_OPCODE_CODE)
+#undef BX_SIM_OPCODE_CODE
+#undef BX_SIM_LABEL_ADDRESS
+    leave:
+        return EndRun(c);
+    }
+#endif
+#undef BX_SIM_GO_ON
+#undef BX_SIM_FETCH_OPCODE
+
+    // An execute breakpoint at PC: Run returns with the instruction not executed.
+    BX_SIM_INLINE void StopAtExecuteBreak() {
+        stopRequested_ = true;
+        UpdateAttention();
+    }
+
+    // A trap found while running with RunUntil::Trap: Run returns after this instruction.
+    BX_SIM_INLINE void NoteTrap() {
+        trapped_ = true;
+        stopRequested_ = true;
+        UpdateAttention();
+    }
 
     // True when the only input needing attention is an IRQ that I masks: the fast path may go
     // on, rechecking I after every instruction.
-    bool OnlyMaskedIrq(uint8_t p) const { return attention_ == kAttentionIrq && (p & kFlagI); }
-    bool OnlyMaskedIrq() const { return OnlyMaskedIrq(regs_.P); }
+    BX_SIM_INLINE bool OnlyMaskedIrq(uint8_t p) const {
+        return attention_ == kAttentionIrq && (p & kFlagI);
+    }
+    bool OnlyMaskedIrq() const {
+        return OnlyMaskedIrq(regs_.P);
+    }
 
     static constexpr uint8_t kAttentionNmi = 1, kAttentionIrq = 2, kAttentionStop = 4,
                              kAttentionState = 8;
-    void UpdateAttention() {
+    BX_SIM_INLINE void UpdateAttention() {
         attention_ = static_cast<uint8_t>((nmiPending_ ? kAttentionNmi : 0) |
                                           (irqLine_ ? kAttentionIrq : 0) |
                                           (stopRequested_ ? kAttentionStop : 0) |
@@ -617,7 +765,7 @@ private:
             nmiPending_ = false;
             UpdateAttention();
         }
-        Core c{*this};
+        Core<false> c{*this};
         c.DummyRead(c.r.PC);
         c.DummyRead(c.r.PC);
         c.Interrupt(nmi ? kNmiVector : kIrqVector, false);
@@ -632,14 +780,17 @@ private:
     bool irqLine_ = false;
     bool nmiPending_ = false;
     bool stopRequested_ = false;
+    bool trapped_ = false;
     uint8_t attention_ = 0;
     uint64_t cycles_ = 0;
     uint64_t instructions_ = 0;
 };
 
 template <class Bus>
-BX_SIM_INLINE void Cpu65C02<Bus>::Core::Dispatch(const uint8_t op) {
-    switch (op) {
+template <bool StopAtTraps>
+template <uint8_t Op>
+BX_SIM_INLINE void Cpu65C02<Bus>::Core<StopAtTraps>::Execute() {
+    switch (Op) {
         // ---- Loads, stores, ALU: the eight-instruction group ----
 #define BX_ALU_READ_MODES(base, DO)                                                                \
     case base + 0x01:                                                                              \
@@ -873,18 +1024,26 @@ BX_SIM_INLINE void Cpu65C02<Bus>::Core::Dispatch(const uint8_t op) {
 
         // ---- Read-modify-write ----
 #define BX_RMW_MODES(base, OP, absx)                                                               \
-    case base + 0x06:                                                                              \
-        Modify(AddrZp(), [this](uint8_t v) { return OP(v); });                                     \
+    case base + 0x06: {                                                                            \
+        const uint16_t ea = AddrZp();                                                              \
+        Write(ea, OP(ReadToModify(ea)));                                                           \
         break;                                                                                     \
-    case base + 0x0E:                                                                              \
-        Modify(AddrAbs(), [this](uint8_t v) { return OP(v); });                                    \
+    }                                                                                              \
+    case base + 0x0E: {                                                                            \
+        const uint16_t ea = AddrAbs();                                                             \
+        Write(ea, OP(ReadToModify(ea)));                                                           \
         break;                                                                                     \
-    case base + 0x16:                                                                              \
-        Modify(AddrZpIndexed(r.X), [this](uint8_t v) { return OP(v); });                           \
+    }                                                                                              \
+    case base + 0x16: {                                                                            \
+        const uint16_t ea = AddrZpIndexed(r.X);                                                    \
+        Write(ea, OP(ReadToModify(ea)));                                                           \
         break;                                                                                     \
-    case base + 0x1E:                                                                              \
-        Modify(absx(r.X), [this](uint8_t v) { return OP(v); });                                    \
-        break;
+    }                                                                                              \
+    case base + 0x1E: {                                                                            \
+        const uint16_t ea = absx(r.X);                                                             \
+        Write(ea, OP(ReadToModify(ea)));                                                           \
+        break;                                                                                     \
+    }
         BX_RMW_MODES(0x00, Asl, AddrAbsIndexedRead)
         BX_RMW_MODES(0x20, Rol, AddrAbsIndexedRead)
         BX_RMW_MODES(0x40, Lsr, AddrAbsIndexedRead)
@@ -892,18 +1051,26 @@ BX_SIM_INLINE void Cpu65C02<Bus>::Core::Dispatch(const uint8_t op) {
         BX_RMW_MODES(0xC0, Dec, AddrAbsIndexedAlways)
         BX_RMW_MODES(0xE0, Inc, AddrAbsIndexedAlways)
 #undef BX_RMW_MODES
-    case 0x04:
-        Modify(AddrZp(), [this](uint8_t v) { return Tsb(v); });
+    case 0x04: {
+        const uint16_t ea = AddrZp();
+        Write(ea, Tsb(ReadToModify(ea)));
         break;
-    case 0x0C:
-        Modify(AddrAbs(), [this](uint8_t v) { return Tsb(v); });
+    }
+    case 0x0C: {
+        const uint16_t ea = AddrAbs();
+        Write(ea, Tsb(ReadToModify(ea)));
         break;
-    case 0x14:
-        Modify(AddrZp(), [this](uint8_t v) { return Trb(v); });
+    }
+    case 0x14: {
+        const uint16_t ea = AddrZp();
+        Write(ea, Trb(ReadToModify(ea)));
         break;
-    case 0x1C:
-        Modify(AddrAbs(), [this](uint8_t v) { return Trb(v); });
+    }
+    case 0x1C: {
+        const uint16_t ea = AddrAbs();
+        Write(ea, Trb(ReadToModify(ea)));
         break;
+    }
     case 0x0A:
         DummyRead(r.PC);
         r.A = Asl(r.A);
@@ -981,15 +1148,18 @@ BX_SIM_INLINE void Cpu65C02<Bus>::Core::Dispatch(const uint8_t op) {
     case 0x80:
         Branch(true);
         break;
-    case 0x4C:
-        r.PC = Fetch16();
+    // The trap check compares with the instruction's own address: PC less the bytes fetched.
+    case 0x4C: {
+        uint16_t target = Fetch16();
+        JumpFrom(static_cast<uint16_t>(r.PC - 3), target);
         break;
+    }
     case 0x6C: {
         uint16_t ptr = Fetch16();
         uint8_t lo = Read(ptr);
         uint8_t hi = Read(static_cast<uint16_t>(ptr + 1));
         DummyRead(static_cast<uint16_t>(ptr + 1));
-        r.PC = static_cast<uint16_t>(lo | (hi << 8));
+        JumpFrom(static_cast<uint16_t>(r.PC - 3), static_cast<uint16_t>(lo | (hi << 8)));
         break;
     }
     case 0x7C: {
@@ -998,7 +1168,7 @@ BX_SIM_INLINE void Cpu65C02<Bus>::Core::Dispatch(const uint8_t op) {
         uint16_t ptr = static_cast<uint16_t>(base + r.X);
         uint8_t lo = Read(ptr);
         uint8_t hi = Read(static_cast<uint16_t>(ptr + 1));
-        r.PC = static_cast<uint16_t>(lo | (hi << 8));
+        JumpFrom(static_cast<uint16_t>(r.PC - 3), static_cast<uint16_t>(lo | (hi << 8)));
         break;
     }
     case 0x20: {
@@ -1006,8 +1176,8 @@ BX_SIM_INLINE void Cpu65C02<Bus>::Core::Dispatch(const uint8_t op) {
         DummyStack();
         Push(static_cast<uint8_t>(r.PC >> 8));
         Push(static_cast<uint8_t>(r.PC));
-        uint8_t hi = Read(r.PC);
-        r.PC = static_cast<uint16_t>(lo | (hi << 8));
+        uint8_t hi = Read(r.PC); // the last operand byte, PC not advanced: it was pushed
+        JumpFrom(static_cast<uint16_t>(r.PC - 2), static_cast<uint16_t>(lo | (hi << 8)));
         break;
     }
     case 0x60: {
@@ -1017,7 +1187,7 @@ BX_SIM_INLINE void Cpu65C02<Bus>::Core::Dispatch(const uint8_t op) {
         uint8_t hi = Pull();
         uint16_t ret = static_cast<uint16_t>(lo | (hi << 8));
         DummyRead(ret);
-        r.PC = static_cast<uint16_t>(ret + 1);
+        JumpFrom(static_cast<uint16_t>(r.PC - 1), static_cast<uint16_t>(ret + 1));
         break;
     }
     case 0x40: {
@@ -1026,13 +1196,16 @@ BX_SIM_INLINE void Cpu65C02<Bus>::Core::Dispatch(const uint8_t op) {
         r.P = static_cast<uint8_t>((Pull() & ~kFlagB) | (r.P & kFlagB) | kFlagU);
         uint8_t lo = Pull();
         uint8_t hi = Pull();
-        r.PC = static_cast<uint16_t>(lo | (hi << 8));
+        JumpFrom(static_cast<uint16_t>(r.PC - 1), static_cast<uint16_t>(lo | (hi << 8)));
         break;
     }
-    case 0x00:
+    case 0x00: {
+        const uint16_t from = static_cast<uint16_t>(r.PC - 1);
         DummyRead(r.PC++); // the signature byte
         Interrupt(kIrqVector, true);
+        JumpFrom(from, r.PC);
         break;
+    }
 
     // ---- Stack ----
     case 0x08:
@@ -1216,6 +1389,9 @@ BX_SIM_INLINE void Cpu65C02<Bus>::Core::Dispatch(const uint8_t op) {
     }
 }
 
+#undef BX_SIM_ALL_OPCODES
+#undef BX_SIM_OPCODE_ROW
+#undef BX_SIM_THREADED
 #undef BX_SIM_INLINE
 
 } // namespace bx::sim

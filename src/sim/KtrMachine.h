@@ -184,6 +184,8 @@ public:
 
     // ---- The CPU's bus ----
     static constexpr bool kRunReturnsOnStp = true;
+    // SlowRead, SlowWrite and the port delivery are calls.
+    static constexpr bool kAccessesMayCall = true;
     [[gnu::always_inline]] inline uint8_t Read(uint16_t a, uint64_t cycle) {
         const uint8_t* p = readMap_[a >> kBlockShift];
         if (p != nullptr) [[likely]]

@@ -23,8 +23,9 @@ struct LazyDrive {
     }
     // Level in the upper half, driven lines in the lower; nothing driven at first.
     std::atomic<uint64_t> Latest{Pack(0xFFFFFFFFu, 0)};
-    // Set by the hub, under its lock: the driver must drive through the hub.
-    std::atomic<bool> Needed{true};
+    // Set by the hub, under its lock: the driver must drive through the hub. A byte rather than
+    // std::atomic<bool>, whose load GCC may leave as a call in the simulator's large run loop.
+    std::atomic<uint8_t> Needed{1};
 };
 
 } // namespace bx::sim

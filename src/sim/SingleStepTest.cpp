@@ -131,13 +131,17 @@ std::vector<SingleStepCase> ParseSingleStepCases(const JsonValue& document) {
     return cases;
 }
 
-std::string RunSingleStepCase(const SingleStepCase& test, bool compareBus) {
+namespace {
+
+// The case's differences, with the instruction executed by Step or by the run loop (Run with a
+// budget of one cycle executes exactly one instruction).
+std::string CheckSingleStepCase(const SingleStepCase& test, bool compareBus, bool runLoop) {
     auto bus = std::make_unique<RecordingBus>();
     for (const auto& [address, value] : test.InitialRam)
         bus->Poke(address, value);
     Cpu65C02<RecordingBus> cpu(*bus);
     cpu.Registers() = test.Initial;
-    const int cycles = cpu.Step();
+    const uint64_t cycles = runLoop ? cpu.Run(1) : static_cast<uint64_t>(cpu.Step());
 
     std::ostringstream diff;
     auto note = [&diff](const std::string& text) {
@@ -162,7 +166,7 @@ std::string RunSingleStepCase(const SingleStepCase& test, bool compareBus) {
             note("RAM " + Hex(address, 4) + " " + Hex(bus->Peek(address), 2) + " expected " +
                  Hex(value, 2));
     }
-    if (static_cast<std::size_t>(cycles) != test.Cycles.size())
+    if (cycles != test.Cycles.size())
         note("cycles " + std::to_string(cycles) + " expected " +
              std::to_string(test.Cycles.size()));
     if (compareBus) {
@@ -179,6 +183,17 @@ std::string RunSingleStepCase(const SingleStepCase& test, bool compareBus) {
         }
     }
     return diff.str();
+}
+
+} // namespace
+
+std::string RunSingleStepCase(const SingleStepCase& test, bool compareBus) {
+    const std::string stepped = CheckSingleStepCase(test, compareBus, false);
+    const std::string run = CheckSingleStepCase(test, compareBus, true);
+    if (run == stepped)
+        return stepped;
+    return (stepped.empty() ? "" : stepped + "; ") +
+           "in the run loop: " + (run.empty() ? "no difference" : run);
 }
 
 SingleStepFileResult RunSingleStepFile(const std::string& path, bool compareBus) {

@@ -3,7 +3,7 @@
 // initial register set and RAM, the final register set and RAM, and one entry per bus cycle
 // (address, value, "read" or "write"). The runner loads the initial state into a 64 KB RAM,
 // executes one instruction and compares registers, RAM, cycle count and, on request, every
-// bus cycle including the dummy reads.
+// bus cycle including the dummy reads; it does so once with Step and once with the run loop.
 
 #include "sim/Cpu65C02.h"
 #include "sim/Json.h"
@@ -33,8 +33,9 @@ struct SingleStepCase {
 // for bad syntax) naming the test and field when the structure or a value is wrong.
 std::vector<SingleStepCase> ParseSingleStepCases(const JsonValue& document);
 
-// Runs one case. Returns an empty text when it passes, otherwise a one-line description of
-// every difference.
+// Runs one case, once by Step and once through the run loop. Returns an empty text when both
+// pass, otherwise a one-line description of every difference (those of the run loop named as
+// such where they are not the same).
 std::string RunSingleStepCase(const SingleStepCase& test, bool compareBus);
 
 struct SingleStepFileResult {

@@ -19,29 +19,41 @@ struct TrapRunResult {
     uint64_t Cycles = 0;
 };
 
+// On the CPU's run loop, which finds the trap itself. Every instruction takes at least one
+// cycle, so a cycle budget of the instructions left never runs past the limit; the few last
+// budgets shrink with what is left, and the limit is met exactly.
+// Execute breakpoints are not for this runner: Run would return at one again and again.
 template <class Bus>
 TrapRunResult RunUntilTrap(Cpu65C02<Bus>& cpu, uint64_t instructionLimit) {
+    static_assert(!ExecuteCheckBus<Bus>, "a bus with execute breakpoints");
     TrapRunResult result;
     const uint64_t startCycles = cpu.Cycles();
-    while (result.Instructions < instructionLimit) {
-        const uint16_t pc = cpu.Registers().PC;
-        cpu.Step();
-        ++result.Instructions;
-        if (cpu.State() != CpuState::Running) {
-            result.How = cpu.State() == CpuState::Stopped ? TrapStop::Stopped : TrapStop::Waiting;
-            result.Address = pc;
-            result.Cycles = cpu.Cycles() - startCycles;
-            return result;
-        }
-        if (cpu.Registers().PC == pc) {
+    const uint64_t startInstructions = cpu.Instructions();
+    for (;;) {
+        const uint64_t executed = cpu.Instructions() - startInstructions;
+        if (executed >= instructionLimit)
+            break;
+        cpu.template Run<RunUntil::Trap>(instructionLimit - executed);
+        const CpuState state = cpu.State();
+        if (cpu.Trapped()) {
             result.How = TrapStop::Trap;
-            result.Address = pc;
-            result.Cycles = cpu.Cycles() - startCycles;
-            return result;
+            result.Address = cpu.Registers().PC;
+        } else if (state == CpuState::Stopped) {
+            result.How = TrapStop::Stopped;
+            result.Address = static_cast<uint16_t>(cpu.Registers().PC - 1); // after STP
+        } else if (state == CpuState::Waiting && !cpu.IrqAsserted() && !cpu.NmiPending()) {
+            result.How = TrapStop::Waiting;
+            result.Address = static_cast<uint16_t>(cpu.Registers().PC - 1); // after WAI
+        } else {
+            continue;
         }
+        result.Instructions = cpu.Instructions() - startInstructions;
+        result.Cycles = cpu.Cycles() - startCycles;
+        return result;
     }
     result.How = TrapStop::Limit;
     result.Address = cpu.Registers().PC;
+    result.Instructions = cpu.Instructions() - startInstructions;
     result.Cycles = cpu.Cycles() - startCycles;
     return result;
 }
