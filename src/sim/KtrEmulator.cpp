@@ -97,8 +97,11 @@ public:
         lock_ = std::unique_lock(e_.mutex_);
     }
     ~Access() {
+        // The count drops under the lock: the worker tests it under the lock before it sleeps,
+        // so it either sees the drop or is already asleep when the notice comes.
+        const bool last = e_.waiters_.fetch_sub(1) == 1;
         lock_.unlock();
-        if (e_.waiters_.fetch_sub(1) == 1)
+        if (last)
             e_.wake_.notify_all();
     }
     Access(const Access&) = delete;
