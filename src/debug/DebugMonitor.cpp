@@ -452,9 +452,8 @@ bool DebugMonitor::LoadSymbols() {
             return false;
     }
 
-    // The watch window names variables: it takes the data labels and equates of the low 16 KB
-    // along with the code labels of the ROM, so that a watch such as "key" finds its address.
-    if (std::unique_ptr<Watches> labels = symbler_->GetLabelsAsWatches(false))
+    // The watch window and its dialog offer the code labels of the ROM.
+    if (std::unique_ptr<Watches> labels = symbler_->GetLabelsAsWatches(true))
         inspectors_.SetSymbolList(std::shared_ptr<Watches>(std::move(labels)));
     Trace(520);
     status_.State(progress::kLoadingSourceFile);
