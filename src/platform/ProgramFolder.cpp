@@ -44,6 +44,8 @@ ScopedProgramFolder::ScopedProgramFolder(const std::string& path) {
     SetProgramFolder(path);
 }
 
-ScopedProgramFolder::~ScopedProgramFolder() { SetProgramFolder(previous_); }
+ScopedProgramFolder::~ScopedProgramFolder() {
+    SetProgramFolder(previous_);
+}
 
 } // namespace bx::platform

@@ -40,8 +40,7 @@ TEST(ProgressCodes, MessagesWithoutPlaceholderAndUnknownCodes) {
     EXPECT_TRUE(state.Visible());
     // Code 560 shows two lines.
     state.State(560);
-    EXPECT_EQ(state.ShownText(),
-              "Retrieving CPU status from ICE.\nThis may take a few seconds...");
+    EXPECT_EQ(state.ShownText(), "Retrieving CPU status from ICE.\nThis may take a few seconds...");
     // 0 hides; StateArg does not show a hidden display.
     state.State(0);
     EXPECT_FALSE(state.Visible());
