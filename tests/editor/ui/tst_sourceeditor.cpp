@@ -133,6 +133,26 @@ private slots:
         QCOMPARE(rig.editor.FileList()->tabText(0), QString("other.asm"));
     }
 
+    void aFileThatCantBeWrittenSaysSoAndStaysModified() {
+        EditorRig rig;
+        const std::string whole = rig.Write("main.asm", "nop\n");
+        const std::filesystem::path native = platform::ToNativePath(whole);
+        std::filesystem::permissions(native, std::filesystem::perms::owner_read |
+                                                 std::filesystem::perms::group_read |
+                                                 std::filesystem::perms::others_read);
+        rig.editor.LoadSource("main.asm");
+        rig.Active()->insertPlainText("lda #1\n");
+        rig.editor.SaveTopMost(false);
+        QCOMPARE(rig.prompter.Boxes().size(), std::size_t(1));
+        QCOMPARE(rig.prompter.Boxes()[0].title, std::string("Source Editor"));
+        QVERIFY(rig.prompter.Boxes()[0].text.find("could not be written. It stays modified") !=
+                std::string::npos);
+        QCOMPARE(rig.folder.ReadFile("main.asm"), std::string("nop\n"));
+        QCOMPARE(rig.editor.FileList()->tabText(0), QString("main.asm*"));
+        std::filesystem::permissions(native, std::filesystem::perms::owner_write,
+                                     std::filesystem::perm_options::add);
+    }
+
     void cancelInSaveAllLeavesTheLaterDocumentsUnsaved() {
         EditorRig rig;
         for (const char* name : {"a.asm", "b.asm"}) {
