@@ -473,14 +473,14 @@ bool SourceEditor::ReadInto(SourceEdit* edit, const std::string& path) {
     return true;
 }
 
-bool SourceEditor::WriteFrom(SourceEdit* edit, const std::string& path) {
+bool SourceEditor::WriteFrom(SourceEdit* edit, const std::string& path, std::string& whyNot) {
     QString text = edit->toPlainText();
     if (edit->CrLf)
         text.replace('\n', "\r\n");
     const bool latin1 = edit->Latin1 && std::all_of(text.cbegin(), text.cend(),
                                                     [](QChar c) { return c.unicode() <= 0xFF; });
     const QByteArray bytes = latin1 ? text.toLatin1() : text.toUtf8();
-    return platform::WriteFileAtomic(Resolved(path), bytes.toStdString());
+    return platform::WriteFileAtomic(Resolved(path), bytes.toStdString(), &whyNot);
 }
 
 void SourceEditor::NewSource(const std::string& caption) {
@@ -637,10 +637,12 @@ bool SourceEditor::ForceSave(bool saveAs) {
         documents_.SetPath(tab, path, FileNameOf(path));
         SyncTab(tab);
     }
-    if (!WriteFrom(edit, path)) {
+    std::string whyNot;
+    if (!WriteFrom(edit, path, whyNot)) {
         prompter_.ask(kEditorTitle,
-                      "The file '" + Shown(path) +
-                          "' could not be written. It stays modified in the editor.",
+                      "The file '" + Shown(path) + "' could not be written" +
+                          (whyNot.empty() ? std::string() : ": " + whyNot) +
+                          ". It stays modified in the editor.",
                       Buttons::Ok, Icon::Exclamation);
         return false;
     }

@@ -130,7 +130,8 @@ private:
     void PostLoad(SourceEdit* edit);
     bool SelectByKey(const std::string& key);
     bool ReadInto(SourceEdit* edit, const std::string& path);
-    bool WriteFrom(SourceEdit* edit, const std::string& path);
+    // False with the reason in whyNot when the file could not be written.
+    bool WriteFrom(SourceEdit* edit, const std::string& path, std::string& whyNot);
     // The spec's closing of the active document, or of all: no saving here.
     void RemoveActive();
     void RemoveAll();

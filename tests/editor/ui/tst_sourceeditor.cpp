@@ -145,7 +145,8 @@ private slots:
         rig.editor.SaveTopMost(false);
         QCOMPARE(rig.prompter.Boxes().size(), std::size_t(1));
         QCOMPARE(rig.prompter.Boxes()[0].title, std::string("Source Editor"));
-        QVERIFY(rig.prompter.Boxes()[0].text.find("could not be written. It stays modified") !=
+        QVERIFY(rig.prompter.Boxes()[0].text.find("could not be written: ") != std::string::npos);
+        QVERIFY(rig.prompter.Boxes()[0].text.find("read-only. It stays modified") !=
                 std::string::npos);
         QCOMPARE(rig.folder.ReadFile("main.asm"), std::string("nop\n"));
         QCOMPARE(rig.editor.FileList()->tabText(0), QString("main.asm*"));
