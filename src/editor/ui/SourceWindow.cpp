@@ -153,8 +153,11 @@ bool SourceWindow::PowerOn(bool on) {
         commands_.EnableSourceOps(false);
         BringUpDebug();
         const bool started = debugger_->PowerOn();
-        if (!started)
+        if (!started) {
+            // The frame stays powered off and on its source desktop: so does this window.
             commands_.EnableSourceOps(true);
+            BringUpSource();
+        }
         return started;
     }
     const bool off = debugger_->QueryShutdown();

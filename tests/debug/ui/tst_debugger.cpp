@@ -17,6 +17,7 @@
 #include <QScrollBar>
 #include <QTabBar>
 #include <QtTest>
+#include <filesystem>
 
 using namespace bx;
 using namespace bx::test;
@@ -191,6 +192,24 @@ private slots:
         disasm.PCBar()->setValue(0);
         QCOMPARE(disasm.PCBar()->value(), ui::DisasmView::kHeldValue);
         Frame().Perform("mnuDbgPower");
+    }
+
+    void aPowerOnThatFailsLeavesTheEditorInFront() {
+        // No ROM image: power-on offers a rebuild, and No leaves the target off.
+        const std::string rom = built_->ApplianceFolder("session") + "session.rom";
+        const std::filesystem::path native = platform::ToNativePath(rom);
+        std::filesystem::rename(native, native.string() + ".away");
+        const std::size_t boxes = built_->studio.prompter.Boxes().size();
+        built_->studio.prompter.Answer(AnswerNo);
+        Frame().Perform("mnuDbgPower");
+        std::filesystem::rename(native.string() + ".away", native);
+        QCOMPARE(built_->studio.prompter.Boxes().size(), boxes + 1);
+        QCOMPARE(built_->studio.prompter.Boxes().back().text.substr(0, 22),
+                 std::string("Cannot load ROM image."));
+        QVERIFY(!Frame().Frame().Powered());
+        QCOMPARE(Frame().Frame().CurrentDesktop(), std::string("Source"));
+        QCOMPARE(Frame().Child("frmSource")->windowTitle(), QString("Source Editor"));
+        QVERIFY(!Frame().Sources()->DebuggerInFront());
     }
 };
 
