@@ -9,7 +9,7 @@ namespace {
 
 // The menu bar in order. The separators' places within their menus are the frame's own; the
 // items, captions, shortcuts and start states are the vocabulary every other window relies on.
-constexpr MenuItemSpec kMenus[] = {
+constexpr MenuItemDef kMenus[] = {
     {"mnuAppl", "", "&Appliance", "", true, false},
     {"mnuApplNew", "mnuAppl", "&New Appliance", "", true, false},
     {"mnuApplLoad", "mnuAppl", "&Load Appliance", "Ctrl+L", true, false},
@@ -90,7 +90,7 @@ constexpr MenuItemSpec kMenus[] = {
     {"mnuAboutBX", "mnuHelp", "About Sarnova &Tessarine", "", true, false},
 };
 
-constexpr ButtonSpec kButtons[] = {
+constexpr ButtonDef kButtons[] = {
     {"NewAppl", "New Appliance", "Create a new appliance", "mnuApplNew"},
     {"OpenAppl", "Open Appliance", "Open an existing appliance", "mnuApplLoad"},
     {"SaveAppl", "Save Appliance", "Save appliance (Ctrl-S)", "mnuApplSave"},
@@ -111,31 +111,31 @@ constexpr ButtonSpec kButtons[] = {
     {"BreakClear", "Clear All Breaks", "Clear all breakpoints", "mnuBkptClearAll"},
 };
 
-const MenuItemSpec* FindMenuSpec(const std::string& name) {
-    for (const MenuItemSpec& spec : kMenus)
-        if (name == spec.Name)
-            return &spec;
+const MenuItemDef* FindMenuDef(const std::string& name) {
+    for (const MenuItemDef& def : kMenus)
+        if (name == def.Name)
+            return &def;
     return nullptr;
 }
 
 } // namespace
 
 CommandState::CommandState() {
-    for (const MenuItemSpec& spec : kMenus)
-        items_[spec.Name] = CommandItem{spec.Caption, spec.StartEnabled, true, false};
+    for (const MenuItemDef& def : kMenus)
+        items_[def.Name] = CommandItem{def.Caption, def.StartEnabled, true, false};
     // A button starts as the command it performs does; the two without a handler stay
     // clickable and do nothing.
-    for (const ButtonSpec& spec : kButtons) {
-        const MenuItemSpec* menu = FindMenuSpec(spec.MenuItem);
-        items_[ButtonId(spec.Key)] =
-            CommandItem{spec.Caption, menu ? menu->StartEnabled : true, true, false};
+    for (const ButtonDef& def : kButtons) {
+        const MenuItemDef* menu = FindMenuDef(def.MenuItem);
+        items_[ButtonId(def.Key)] =
+            CommandItem{def.Caption, menu ? menu->StartEnabled : true, true, false};
     }
 }
 
-std::span<const MenuItemSpec> CommandState::MenuTable() {
+std::span<const MenuItemDef> CommandState::MenuTable() {
     return kMenus;
 }
-std::span<const ButtonSpec> CommandState::ButtonTable() {
+std::span<const ButtonDef> CommandState::ButtonTable() {
     return kButtons;
 }
 
@@ -144,9 +144,9 @@ std::string CommandState::RecentItemName(int index) {
 }
 
 std::string CommandState::MenuItemOfButton(const std::string& key) {
-    for (const ButtonSpec& spec : kButtons)
-        if (key == spec.Key)
-            return spec.MenuItem;
+    for (const ButtonDef& def : kButtons)
+        if (key == def.Key)
+            return def.MenuItem;
     return {};
 }
 

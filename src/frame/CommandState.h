@@ -17,7 +17,7 @@ namespace bx {
 // One entry of the menu bar, in the order the menus show them. Menu is the name of the
 // top-level menu an item stands in ("" for a top-level menu itself); a separator has the
 // caption "-".
-struct MenuItemSpec {
+struct MenuItemDef {
     const char* Name;
     const char* Menu;
     const char* Caption;
@@ -28,7 +28,7 @@ struct MenuItemSpec {
 
 // One button of the main toolbar, in order. MenuItem is the command the button performs: the
 // menu item it dispatches to, "" for the two buttons that no handler answers.
-struct ButtonSpec {
+struct ButtonDef {
     const char* Key;
     const char* Caption;
     const char* ToolTip;
@@ -51,8 +51,8 @@ public:
     // Every item and button as the frame first shows: the start column of the menu table.
     CommandState();
 
-    static std::span<const MenuItemSpec> MenuTable();
-    static std::span<const ButtonSpec> ButtonTable();
+    static std::span<const MenuItemDef> MenuTable();
+    static std::span<const ButtonDef> ButtonTable();
     // The name of recent entry i (0 to 4): "mnuRecent(i)".
     static std::string RecentItemName(int index);
     // The menu item a toolbar button performs; "" for StepAuto, StepN and unknown keys.

@@ -132,7 +132,7 @@ private:
     bool ReadInto(SourceEdit* edit, const std::string& path);
     // False with the reason in whyNot when the file could not be written.
     bool WriteFrom(SourceEdit* edit, const std::string& path, std::string& whyNot);
-    // The spec's closing of the active document, or of all: no saving here.
+    // Closing the active document, or all of them, as the commands do: no saving here.
     void RemoveActive();
     void RemoveAll();
     void ResetStrips();

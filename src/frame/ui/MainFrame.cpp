@@ -387,26 +387,26 @@ void MainFrame::SetContent(const std::string& name, ChildContent* content) {
 
 void MainFrame::BuildMenus() {
     QMenu* current = nullptr;
-    for (const MenuItemSpec& spec : CommandState::MenuTable()) {
-        const std::string name = spec.Name;
-        if (std::string(spec.Menu).empty()) {
-            current = menuBar()->addMenu(ActionText(spec.Caption));
-            current->setObjectName(spec.Name);
-            current->menuAction()->setObjectName(spec.Name);
+    for (const MenuItemDef& def : CommandState::MenuTable()) {
+        const std::string name = def.Name;
+        if (std::string(def.Menu).empty()) {
+            current = menuBar()->addMenu(ActionText(def.Caption));
+            current->setObjectName(def.Name);
+            current->menuAction()->setObjectName(def.Name);
             menus_[name] = current;
             menuActions_[name] = current->menuAction();
             continue;
         }
         QAction* action = nullptr;
-        if (std::string(spec.Caption) == "-") {
+        if (std::string(def.Caption) == "-") {
             action = current->addSeparator();
         } else {
-            action = current->addAction(ActionText(spec.Caption));
-            action->setShortcut(QKeySequence(spec.Shortcut, QKeySequence::PortableText));
-            action->setCheckable(spec.Checkable);
+            action = current->addAction(ActionText(def.Caption));
+            action->setShortcut(QKeySequence(def.Shortcut, QKeySequence::PortableText));
+            action->setCheckable(def.Checkable);
             connect(action, &QAction::triggered, this, [this, name] { Perform(name); });
         }
-        action->setObjectName(spec.Name);
+        action->setObjectName(def.Name);
         menuActions_[name] = action;
     }
 }
@@ -417,11 +417,11 @@ void MainFrame::BuildToolBars() {
     tlbMainMenu_->setIconSize(QSize(22, 22));
     // Groups: appliance, sources, build, machine, stepping, breakpoints.
     const std::set<std::string> groupEnds = {"SaveAppl", "SaveSrc", "Rebuild", "Break", "StepN"};
-    for (const ButtonSpec& spec : CommandState::ButtonTable()) {
-        const std::string key = spec.Key;
-        QAction* action = tlbMainMenu_->addAction(StudioIcon(spec.Key), spec.Caption);
-        action->setObjectName(QString("btn") + spec.Key);
-        action->setToolTip(spec.ToolTip);
+    for (const ButtonDef& def : CommandState::ButtonTable()) {
+        const std::string key = def.Key;
+        QAction* action = tlbMainMenu_->addAction(StudioIcon(def.Key), def.Caption);
+        action->setObjectName(QString("btn") + def.Key);
+        action->setToolTip(def.ToolTip);
         action->setCheckable(key == "Power");
         connect(action, &QAction::triggered, this, [this, key] { ButtonClicked(key); });
         buttonActions_[key] = action;

@@ -72,13 +72,13 @@ private slots:
         commands.EnableApplianceMenus(true, true); // another state than the start's
         commands.EnableDebugMenus(true);
         commands.EnableRecentProjectMenus({"\\home\\a & b\\x.apl"});
-        for (const MenuItemSpec& spec : CommandState::MenuTable()) {
-            QAction* action = frame.MenuAction(spec.Name);
-            QVERIFY2(action, spec.Name);
-            const CommandItem& item = commands.Menu(spec.Name);
+        for (const MenuItemDef& def : CommandState::MenuTable()) {
+            QAction* action = frame.MenuAction(def.Name);
+            QVERIFY2(action, def.Name);
+            const CommandItem& item = commands.Menu(def.Name);
             QCOMPARE(action->isEnabled(), item.Enabled);
             QCOMPARE(action->isVisible(), item.Visible);
-            QCOMPARE(action->shortcut(), QKeySequence(spec.Shortcut, QKeySequence::PortableText));
+            QCOMPARE(action->shortcut(), QKeySequence(def.Shortcut, QKeySequence::PortableText));
         }
         QCOMPARE(frame.MenuAction("mnuDbgPower")->text(), QString("&Power Off"));
         QCOMPARE(frame.MenuAction("mnuRecent(0)")->text(), QString("&1 /home/a && b/x.apl"));
@@ -89,12 +89,12 @@ private slots:
         QCOMPARE(
             std::count_if(tools.begin(), tools.end(), [](QAction* a) { return !a->isSeparator(); }),
             qsizetype(18));
-        for (const ButtonSpec& spec : CommandState::ButtonTable()) {
-            QAction* button = frame.ButtonAction(spec.Key);
-            QVERIFY2(button, spec.Key);
-            QCOMPARE(button->toolTip(), QString(spec.ToolTip));
-            QCOMPARE(button->isEnabled(), commands.Button(spec.Key).Enabled);
-            QVERIFY2(!button->icon().isNull(), spec.Key);
+        for (const ButtonDef& def : CommandState::ButtonTable()) {
+            QAction* button = frame.ButtonAction(def.Key);
+            QVERIFY2(button, def.Key);
+            QCOMPARE(button->toolTip(), QString(def.ToolTip));
+            QCOMPARE(button->isEnabled(), commands.Button(def.Key).Enabled);
+            QVERIFY2(!button->icon().isNull(), def.Key);
         }
         QVERIFY(frame.ButtonAction("Power")->isChecked());
         QVERIFY(frame.ExtenderToolBar()->actions().isEmpty());
@@ -154,9 +154,9 @@ private slots:
     void splashClosesOnAKeyOrAClickAndItsPictureWritesTheArchive() {
         test::TempFolder program;
         program.WriteFile("vkbx.log", "M1001 S405 \n");
-        const std::string spec = platform::DiagnosticSpecification(program.Path());
+        const std::string diagnostics = platform::DiagnosticSpecification(program.Path());
         for (bool byKey : {true, false}) {
-            ui::SplashWindow splash(spec);
+            ui::SplashWindow splash(diagnostics);
             splash.show();
             QVERIFY(QTest::qWaitForWindowExposed(&splash));
             if (byKey)
@@ -166,7 +166,7 @@ private slots:
             QVERIFY(!splash.isVisible());
             QCOMPARE(splash.result(), int(QDialog::Accepted));
         }
-        ui::SplashWindow splash(spec);
+        ui::SplashWindow splash(diagnostics);
         splash.show();
         QVERIFY(QTest::qWaitForWindowExposed(&splash));
         QTest::mouseDClick(splash.Image1(), Qt::LeftButton);
