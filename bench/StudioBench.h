@@ -2,9 +2,10 @@
 // What the studio's benchmarks that power a target on in the frame share: a prompter that counts
 // the boxes instead of showing them (a measured flow shows none), the program's folder of this
 // build, the frame with an appliance opened and powered on, F8 to the repainted frame, and
-// main().
+// main() (StudioBenchMain.h).
 
 #include "CountingPrompter.h"
+#include "StudioBenchMain.h"
 #include "foundation/Diagnoser.h"
 #include "foundation/HostInterfaces.h"
 #include "frame/ui/MainFrame.h"
@@ -52,18 +53,6 @@ void MeasureStepToRepaintedFrame(benchmark::State& state, bx::ui::MainFrame& fra
     }
     state.counters["lines_per_second"] =
         benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
-}
-
-// main() of a studio benchmark: the application on the offscreen platform, the benchmarks, then
-// release, so that the studio goes before the application does.
-int RunStudioBenchmarks(int argc, char** argv, const std::function<void()>& release) {
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    release();
-    return 0;
 }
 
 } // namespace

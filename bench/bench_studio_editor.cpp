@@ -6,6 +6,7 @@
 //    Backspace, in turn), with the editor and the line numbers painted again.
 //  - BM_FindNextAcrossTheFile: Find Next from the top to the only match, on the last line, with
 //    the editor painted there.
+#include "StudioBenchMain.h"
 #include "appliance/Appliance.h"
 #include "editor/ui/FindWindow.h"
 #include "editor/ui/SourceEditor.h"
@@ -181,10 +182,5 @@ BENCHMARK(BM_FindNextAcrossTheFile)->Unit(benchmark::kMillisecond);
 } // namespace
 
 int main(int argc, char** argv) {
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return RunStudioBenchmarks(argc, argv);
 }

@@ -9,6 +9,7 @@
 //  - BM_OpenKtr640ApplianceToFilledWindows: Open of a KTR640 appliance made from the shipped
 //    template, until every window of its desktop is placed, shown and painted.
 #include "CountingPrompter.h"
+#include "StudioBenchMain.h"
 #include "appliance/Appliance.h"
 #include "appliance_editor/ApplianceWizard.h"
 #include "foundation/Diagnoser.h"
@@ -156,9 +157,5 @@ int main(int argc, char** argv) {
     if (argc == 3 && std::strcmp(argv[1], "--child-startup") == 0)
         return RunChild(std::atoi(argv[2]), argc, argv);
     self = fs::canonical("/proc/self/exe").string();
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return RunStudioBenchmarks(argc, argv);
 }

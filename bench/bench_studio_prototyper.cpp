@@ -14,6 +14,7 @@
 //    the audio output, in real time; the output's own queue (SpeakerSound::kQueueMs at the
 //    most) comes on top of it.
 #include "CountingPrompter.h"
+#include "StudioBenchMain.h"
 #include "appliance/Appliance.h"
 #include "debug/DebugMonitor.h"
 #include "debug/Emulator.h"
@@ -332,11 +333,5 @@ BENCHMARK(BM_PressToSoundHandoff)->Iterations(20)->Unit(benchmark::kMillisecond)
 } // namespace
 
 int main(int argc, char** argv) {
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    running.reset();
-    return 0;
+    return RunStudioBenchmarks(argc, argv, [] { running.reset(); });
 }
