@@ -110,17 +110,20 @@ TEST(KtrThreads, ADeliveryPostedByADestroyedEmulatorIsDropped) {
     EXPECT_EQ(hits, 0);
 }
 
-TEST(KtrThreads, CallsWhileTheTargetRunsAreServedBetweenSlices) {
-    REQUIRE_CA65();
-    KtrBoard board(emulator_model::kKTR311);
-    LOAD(board, Program(R"(
+// Counts $0200 up for ever.
+const char* kCountForEver = R"(
 reset:  ldx #$FF
         txs
 loop:   inc $0200
         bra loop
 irq:
 nmi:    rti
-)"));
+)";
+
+TEST(KtrThreads, CallsWhileTheTargetRunsAreServedBetweenSlices) {
+    REQUIRE_CA65();
+    KtrBoard board(emulator_model::kKTR311);
+    LOAD(board, Program(kCountForEver));
     for (bool unthrottled : {false, true}) {
         board.Emu->SetUnthrottled(unthrottled);
         board.Emu->Run();
@@ -143,14 +146,7 @@ nmi:    rti
 TEST(KtrThreads, AHoldStopsTimeOnTheSameCycleWhateverTheSlicesAndTheTargetStillRuns) {
     REQUIRE_CA65();
     KtrBoard board(emulator_model::kKTR311);
-    LOAD(board, Program(R"(
-reset:  ldx #$FF
-        txs
-loop:   inc $0200
-        bra loop
-irq:
-nmi:    rti
-)"));
+    LOAD(board, Program(kCountForEver));
     uint64_t heldAt[2] = {};
     uint8_t counted[2] = {};
     for (int unthrottled = 0; unthrottled < 2; ++unthrottled) {
@@ -255,14 +251,7 @@ TEST(KtrThreads, PacingKeepsSimulatedTimeAtTheRateOfTheHub) {
         hub->Start();
         board.Emu->AttachHub(hub->HubHandle(), device_id::kEmulator);
         board.Emu->SetClock(0, 1'000'000);
-        LOAD(board, Program(R"(
-reset:  ldx #$FF
-        txs
-loop:   inc $0200
-        bra loop
-irq:
-nmi:    rti
-)"));
+        LOAD(board, Program(kCountForEver));
         const double ratio = static_cast<double>(rate.Multiplier) / rate.Divider;
         const double simStart = board.Emu->SimulatedSeconds();
         const auto wallStart = std::chrono::steady_clock::now();
