@@ -18,22 +18,6 @@ namespace {
 constexpr const char* kSourceCaption = "Source Editor";
 constexpr const char* kDebugCaption = "Debugger (No Editing)";
 
-// The sides until the frame plugs the real ones in: empty, with the answers of a side with
-// nothing open, so that the window never has to ask whether it has a side.
-class NoEditor : public QWidget, public EditorSide {
-public:
-    NoEditor() { setObjectName("edtSource"); }
-    QWidget* Widget() override { return this; }
-    void SetAppliance(Appliance*) override {}
-};
-
-class NoDebugger : public QWidget, public DebuggerSide {
-public:
-    NoDebugger() { setObjectName("monDebug"); }
-    QWidget* Widget() override { return this; }
-    void SetAppliance(Appliance*) override {}
-};
-
 } // namespace
 
 SourceWindow::SourceWindow(CommandState& commands, Prompter& prompter, QWidget* parent)
@@ -43,36 +27,20 @@ SourceWindow::SourceWindow(CommandState& commands, Prompter& prompter, QWidget* 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(stack_);
-    SetEditor(new NoEditor);
-    SetDebugger(new NoDebugger);
-    stack_->setCurrentWidget(editor_->Widget());
 }
 
 SourceWindow::~SourceWindow() = default;
 
 void SourceWindow::SetEditor(EditorSide* editor) {
-    const bool front = !editor_ || stack_->currentWidget() == editor_->Widget();
-    if (editor_) {
-        stack_->removeWidget(editor_->Widget());
-        editor_->Widget()->deleteLater();
-    }
     editor_ = editor;
     editor_->SetHost(this);
     stack_->insertWidget(0, editor_->Widget());
-    if (front)
-        stack_->setCurrentWidget(editor_->Widget());
+    stack_->setCurrentWidget(editor_->Widget());
 }
 
 void SourceWindow::SetDebugger(DebuggerSide* debugger) {
-    const bool front = debugger_ && stack_->currentWidget() == debugger_->Widget();
-    if (debugger_) {
-        stack_->removeWidget(debugger_->Widget());
-        debugger_->Widget()->deleteLater();
-    }
     debugger_ = debugger;
     stack_->addWidget(debugger_->Widget());
-    if (front)
-        stack_->setCurrentWidget(debugger_->Widget());
 }
 
 bool SourceWindow::DebuggerInFront() const {

@@ -122,13 +122,13 @@ public:
 class SourceWindow : public QWidget, public EditorHost {
     Q_OBJECT
 public:
-    // The sides are this build's own until SetEditor and SetDebugger plug real ones in.
+    // SetEditor and SetDebugger plug the two sides in before the window is used.
     // prompter: the window's own boxes (an external editor that can't be started).
     SourceWindow(CommandState& commands, Prompter& prompter, QWidget* parent = nullptr);
     ~SourceWindow() override;
 
-    // Plugs a side in; the window takes the side's widget (and with it the side) over, and
-    // lets the one before go.
+    // Plugs a side in, once each; the window takes the side's widget (and with it the side)
+    // over. The editor comes to the front.
     void SetEditor(EditorSide* editor);
     void SetDebugger(DebuggerSide* debugger);
     EditorSide& Editor() { return *editor_; }

@@ -68,6 +68,13 @@ struct EditorRig {
     ui::SourceEditor editor;
 };
 
+// The debugger side of a source window that is only edited in.
+class NoDebugger : public QWidget, public ui::DebuggerSide {
+public:
+    QWidget* Widget() override { return this; }
+    void SetAppliance(Appliance*) override {}
+};
+
 struct Box {
     std::string title;
     std::string text;
@@ -332,6 +339,7 @@ private slots:
         ui::SourceWindow window(commands, rig.prompter);
         auto* editor = new ui::SourceEditor(rig.prompter, window.SharedFind());
         window.SetEditor(editor);
+        window.SetDebugger(new NoDebugger);
         window.SetAppliance(&rig.appliance);
         rig.Write("main.asm", "nop\n");
         rig.appliance.ExtEditor = "no-such-editor-program --open %i";
