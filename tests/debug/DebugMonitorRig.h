@@ -13,9 +13,11 @@
 #include "support/TestDoubles.h"
 #include "support/TraceLog.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,24 +36,18 @@ public:
 
     explicit RecordingHost(const ScriptedPrompter& prompter) : prompter_(prompter) {}
 
-    Facade* RequestFacade() override {
-        ++FacadeRequests;
-        return FacadeToGive;
-    }
+    Facade* RequestFacade() override { return FacadeToGive; }
     std::shared_ptr<View> RequestActiveView() override { return ViewToGive; }
     void RequestBuild() override { ++Builds; }
     void BreakHit(int32_t bank, int32_t address, int32_t cond) override {
         Stops.push_back({bank, address, cond, prompter_.Boxes().size()});
     }
     void DoReset() override { ++Resets; }
-    void LayoutChanged() override { ++Layouts; }
 
     Facade* FacadeToGive = nullptr;
     std::shared_ptr<View> ViewToGive;
-    int FacadeRequests = 0;
     int Builds = 0;
     int Resets = 0;
-    int Layouts = 0;
     std::vector<Stop> Stops;
 
 private:
@@ -66,21 +62,14 @@ public:
     explicit RecordingInspectors(FakeDebugTargets& targets) : targets_(targets) {}
 
     void AttachRegistersAndWatches(const std::shared_ptr<Emulator>& emulator) override {
-        RegistersEmulator = emulator;
-        Log("AttachRegistersAndWatches");
+        Log("AttachRegistersAndWatches", emulator);
     }
     void AttachMemory(const std::shared_ptr<Emulator>& emulator) override {
-        MemoryEmulator = emulator;
-        Log("AttachMemory");
+        Log("AttachMemory", emulator);
     }
-    void SetSymbolList(const std::shared_ptr<Watches>& symbols) override {
-        SymbolList = symbols;
-        Log("SetSymbolList");
-    }
-    void AttachBreakpointList(Appliance* appliance, Symbler* symbols) override {
-        ListAppliance = appliance;
-        ListSymbols = symbols;
-        Log("AttachBreakpointList");
+    void SetSymbolList(const std::shared_ptr<Watches>&) override { Log("SetSymbolList"); }
+    void AttachBreakpointList(Appliance*, Symbler* symbols) override {
+        Log("AttachBreakpointList", nullptr, symbols);
     }
     void ReloadRegisters() override { Log("ReloadRegisters"); }
     void ReloadWatches() override { Log("ReloadWatches"); }
@@ -88,39 +77,24 @@ public:
     void SetBusyPointer(bool busy) override { Log(busy ? "Busy" : "NotBusy"); }
 
     std::vector<std::string> Calls;
-    std::shared_ptr<Emulator> RegistersEmulator;
-    std::shared_ptr<Emulator> MemoryEmulator;
-    std::shared_ptr<Watches> SymbolList;
-    Appliance* ListAppliance = nullptr;
+    // The Emulators the register, watch and memory windows were given, in order.
+    std::vector<Emulator*> Attached;
     Symbler* ListSymbols = nullptr;
 
 private:
-    void Log(const std::string& call) {
+    void Log(const std::string& call, const std::shared_ptr<Emulator>& emulator = nullptr,
+             Symbler* symbols = nullptr) {
         Calls.push_back(call);
+        if (emulator)
+            Attached.push_back(emulator.get());
+        if (symbols)
+            ListSymbols = symbols;
         if (!targets_.Emulators.empty())
             targets_.Current().Calls.push_back("Inspectors " + call);
     }
 
     FakeDebugTargets& targets_;
 };
-
-// The file content of a ROM image of size bytes in which every byte tells its offset apart
-// from its neighbours and from the same place in other 16 KB slices.
-inline std::string RomContent(std::size_t size) {
-    std::string content(size, '\0');
-    for (std::size_t i = 0; i < size; ++i)
-        content[i] = static_cast<char>((i * 7 + i / 0x4000 * 13 + 1) & 0xFF);
-    return content;
-}
-
-// The bytes of content from offset, count of them, zero past its end.
-inline std::vector<uint8_t> SliceOf(const std::string& content, std::size_t offset,
-                                    std::size_t count) {
-    std::vector<uint8_t> bytes(count, 0);
-    for (std::size_t i = 0; i < count && offset + i < content.size(); ++i)
-        bytes[i] = static_cast<uint8_t>(content[offset + i]);
-    return bytes;
-}
 
 // Sets a file's last-write time to a whole second plus a fraction.
 inline void SetWriteTime(const std::filesystem::path& file, std::chrono::seconds wholeSeconds,
@@ -135,6 +109,15 @@ inline std::chrono::seconds NowInSeconds() {
     return std::chrono::floor<std::chrono::seconds>(Clock::now().time_since_epoch());
 }
 
+// A message box as the user sees it: title, text, buttons and icon.
+inline void ExpectBox(const RecordedBox& box, const std::string& title, const std::string& text,
+                      Buttons buttons, Icon icon) {
+    EXPECT_EQ(box.title, title);
+    EXPECT_EQ(box.text, text);
+    EXPECT_EQ(box.buttons, buttons);
+    EXPECT_EQ(box.icon, icon);
+}
+
 class DebugMonitorRig {
 public:
     static constexpr int32_t kModule = trace_module::kDebugMonitor;
@@ -142,9 +125,7 @@ public:
     static constexpr int32_t kResetPC = 0x8000;
     static constexpr int32_t kResetLine = 3;
 
-    DebugMonitorRig() : diagnoser(logFolder.Sub("vkbx.log")), host(prompter), inspectors(targets) {
-        targets.PrepareEmulator = [](FakeEmulator& emulator) { emulator.HighestBank = 3; };
-    }
+    DebugMonitorRig() : diagnoser(logFolder.Sub("vkbx.log")), host(prompter), inspectors(targets) {}
 
     // The monitor, created on the rig's objects and the appliance.
     DebugMonitor& Create(bool disassemblyTab = false) {
@@ -165,23 +146,22 @@ public:
         appliance.OPClock = "3.58M";
         appliance.RateMultiplier = 1;
         appliance.RateDivider = 1;
-        appliance.BankStart = 0x4000;
-        appliance.BankSize = 0x4000;
-        appliance.BankCount = 2;
+        appliance.BankCount = 2; // the window lies at $4000, 16 KB, by default
         appliance.RunTarget()->OutputPath = "app.rom";
         WriteRom(0x8000 + 2 * 0x4000);
         WriteSource("main.asm",
                     "; demo\r\n        .org $8000\r\nreset:  lda #1\r\n        rts\r\n");
     }
 
-    // Writes the ROM image of size bytes with RomContent and the reset vector kResetPC at the
-    // unbanked area's $FFFC, dated now.
+    // Writes the ROM image of size bytes (32 KB at least), dated now: every byte tells its
+    // offset apart from its neighbours and from the same place in other 16 KB slices, but for
+    // the reset vector kResetPC at the unbanked area's $FFFC.
     void WriteRom(std::size_t size) {
-        rom = RomContent(size);
-        if (rom.size() >= 0x8000) {
-            rom[0x7FFC] = static_cast<char>(kResetPC & 0xFF);
-            rom[0x7FFD] = static_cast<char>(kResetPC >> 8);
-        }
+        rom.assign(size, '\0');
+        for (std::size_t i = 0; i < size; ++i)
+            rom[i] = static_cast<char>((i * 7 + i / 0x4000 * 13 + 1) & 0xFF);
+        rom[0x7FFC] = static_cast<char>(kResetPC & 0xFF);
+        rom[0x7FFD] = static_cast<char>(kResetPC >> 8);
         appFolder.WriteFile("app.rom", rom);
         SetWriteTime(appFolder.Native() / "app.rom", NowInSeconds());
     }
@@ -220,7 +200,12 @@ public:
         return TraceTexts(Traces(), kModule, point);
     }
 
-    // The titles and texts of the boxes shown so far.
+    // How often the progress display was given this call ("State 460").
+    long StatusCount(const std::string& call) const {
+        return std::count(status.calls.begin(), status.calls.end(), call);
+    }
+
+    // The texts of the boxes shown so far.
     std::vector<std::string> BoxTexts() const {
         std::vector<std::string> texts;
         for (const RecordedBox& box : prompter.Boxes())

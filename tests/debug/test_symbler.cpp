@@ -1,3 +1,7 @@
+// The Symbler over its symbol library: loading and its traces, the empty answers before a
+// load, source paths, lines and addresses, and the labels as symbol watches; on a fake library
+// and on real ld65 debug files.
+
 #include "debug/Symbler.h"
 #include "foundation/Diagnoser.h"
 #include "support/Cc65Toolchain.h"
@@ -13,11 +17,12 @@ namespace {
 
 using test::FakeSymbolLibrary;
 using test::TempFolder;
+using Strings = std::vector<std::string>;
 
 // The trace lines after the first (the date and time of the log's creation).
-std::vector<std::string> TraceLines(const TempFolder& folder) {
+Strings TraceLines(const TempFolder& folder) {
     std::istringstream text(folder.ReadFile("vkbx.log"));
-    std::vector<std::string> lines;
+    Strings lines;
     std::string line;
     std::getline(text, line);
     while (std::getline(text, line))
@@ -28,16 +33,6 @@ std::vector<std::string> TraceLines(const TempFolder& folder) {
 // A Symbler on a fake library, tracing into a log of its own.
 class SymblerOnFake : public ::testing::Test {
 protected:
-    SymblerOnFake()
-        : diagnoser(logFolder.Sub("vkbx.log")),
-          symbler(
-              [this] {
-                  auto library = std::make_unique<FakeSymbolLibrary>();
-                  fake = library.get();
-                  return library;
-              },
-              diagnoser) {}
-
     void Load() {
         fake->LoadSucceeds = true;
         symbler.ListFilePath("C:\\work\\app.sym");
@@ -45,25 +40,24 @@ protected:
     }
 
     TempFolder logFolder;
-    Diagnoser diagnoser;
+    Diagnoser diagnoser{logFolder.Sub("vkbx.log")};
     FakeSymbolLibrary* fake = nullptr;
-    Symbler symbler;
+    Symbler symbler{[this] {
+                        auto library = std::make_unique<FakeSymbolLibrary>();
+                        fake = library.get();
+                        return library;
+                    },
+                    diagnoser};
 };
 
-// ---- Creation and loading ---------------------------------------------------------------------
-
-TEST_F(SymblerOnFake, CreationTracesAroundMakingTheLibraryAndLoadsNothing) {
-    ASSERT_NE(fake, nullptr);
+TEST_F(SymblerOnFake, CreationLoadsNothingAndListFilePathLoadsAndTracesTheOutcome) {
     EXPECT_FALSE(symbler.Loaded());
-    EXPECT_EQ(TraceLines(logFolder), (std::vector<std::string>{"M1030 S1100 ", "M1030 S1110 "}));
     EXPECT_TRUE(fake->Calls.empty());
-}
 
-TEST_F(SymblerOnFake, ListFilePathKeepsThePathLoadsItAndTracesTheOutcome) {
     symbler.ListFilePath("C:\\work\\app.sym");
     EXPECT_TRUE(symbler.Loaded());
     EXPECT_EQ(symbler.SymbolFilePath(), "C:\\work\\app.sym");
-    EXPECT_EQ(fake->Calls, (std::vector<std::string>{"LoadFile C:\\work\\app.sym"}));
+    EXPECT_EQ(fake->Calls, Strings{"LoadFile C:\\work\\app.sym"});
 
     fake->LoadSucceeds = false;
     symbler.ListFilePath("C:\\work\\other.sym");
@@ -71,11 +65,10 @@ TEST_F(SymblerOnFake, ListFilePathKeepsThePathLoadsItAndTracesTheOutcome) {
     EXPECT_EQ(symbler.SymbolFilePath(), "C:\\work\\other.sym");
     EXPECT_EQ(symbler.LoadError(), "the fake refuses");
     EXPECT_EQ(TraceLines(logFolder),
-              (std::vector<std::string>{"M1030 S1100 ", "M1030 S1110 ", "M1030 S1010 ",
-                                        "M1030 S1020 True", "M1030 S1010 ", "M1030 S1020 False"}));
-}
+              (Strings{"M1030 S1100 ", "M1030 S1110 ", "M1030 S1010 ", "M1030 S1020 True",
+                       "M1030 S1010 ", "M1030 S1020 False"}));
 
-TEST_F(SymblerOnFake, ALoadThatThrowsIsNotCaughtAndLeavesNothingLoaded) {
+    // A load that throws is not caught and leaves nothing loaded.
     Load();
     fake->ThrowOnLoad = true;
     EXPECT_THROW(symbler.ListFilePath("x.sym"), BxError);
@@ -83,46 +76,32 @@ TEST_F(SymblerOnFake, ALoadThatThrowsIsNotCaughtAndLeavesNothingLoaded) {
     EXPECT_EQ(TraceLines(logFolder).back(), "M1030 S1010 ") << "no 1020 after a throw";
 }
 
-// ---- Nothing loaded ---------------------------------------------------------------------------
-
-TEST_F(SymblerOnFake, BeforeAnyLoadEveryQueryGivesItsEmptyAnswerWithoutAskingTheLibrary) {
+TEST_F(SymblerOnFake, WithNothingLoadedEveryQueryGivesItsEmptyAnswerWithoutAskingTheLibrary) {
     fake->Files[0] = {"src", "a.asm"};
     fake->LineAddresses[{0, 3}] = 0x8000;
     fake->Sources[0x8000] = {0, 3};
     fake->Symbols.push_back({"reset", 0x8000, "Code"});
-    int32_t file = 9, line = 9;
-    EXPECT_EQ(symbler.GetPC(0, 3), -1);
-    EXPECT_EQ(symbler.GetSourcePath(0), "");
-    EXPECT_EQ(symbler.GetLabelsAsWatches(false), nullptr);
-    EXPECT_FALSE(symbler.GetSourceAt(0, 0x8000, file, line));
-    EXPECT_EQ(file, 9);
-    EXPECT_TRUE(fake->Calls.empty());
+    for (bool failedLoad : {false, true}) {
+        SCOPED_TRACE(failedLoad ? "after a failed load" : "before any load");
+        if (failedLoad) {
+            Load();
+            fake->LoadSucceeds = false;
+            symbler.ListFilePath("broken.sym");
+        }
+        fake->Calls.clear();
+        int32_t file = 9, line = 9;
+        EXPECT_EQ(symbler.GetPC(0, 3), -1);
+        EXPECT_EQ(symbler.GetSourcePath(0), "");
+        EXPECT_EQ(symbler.GetLabelsAsWatches(failedLoad), nullptr);
+        EXPECT_FALSE(symbler.GetSourceAt(0, 0x8000, file, line));
+        EXPECT_EQ(file, 9);
+        EXPECT_TRUE(fake->Calls.empty());
+    }
 }
-
-TEST_F(SymblerOnFake, AfterAFailedLoadEveryQueryGivesItsEmptyAnswer) {
-    Load();
-    fake->LineAddresses[{0, 3}] = 0x8000;
-    fake->Sources[0x8000] = {0, 3};
-    fake->Files[0] = {"src", "a.asm"};
-    fake->LoadSucceeds = false;
-    symbler.ListFilePath("broken.sym");
-    int32_t file = 0, line = 0;
-    EXPECT_EQ(symbler.GetPC(0, 3), -1);
-    EXPECT_EQ(symbler.GetSourcePath(0), "");
-    EXPECT_EQ(symbler.GetLabelsAsWatches(true), nullptr);
-    EXPECT_FALSE(symbler.GetSourceAt(0, 0x8000, file, line));
-}
-
-// ---- Source paths -----------------------------------------------------------------------------
 
 TEST_F(SymblerOnFake, SourcePathsJoinFolderAndNameWithExactlyOneBackslash) {
     Load();
-    struct Case {
-        const char* folder;
-        const char* name;
-        const char* path;
-    };
-    const std::vector<Case> cases = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"src/", "a.asm", "src\\a.asm"},
         {"src", "a.asm", "src\\a.asm"},
         {"src\\", "a.asm", "src\\a.asm"},
@@ -135,15 +114,15 @@ TEST_F(SymblerOnFake, SourcePathsJoinFolderAndNameWithExactlyOneBackslash) {
         {"\\", "a.asm", "\\a.asm"},
         {"..\\lib", "m.inc", "..\\lib\\m.inc"},
     };
-    for (std::size_t i = 0; i < cases.size(); ++i)
-        fake->Files[static_cast<int32_t>(i)] = {cases[i].folder, cases[i].name};
-    for (std::size_t i = 0; i < cases.size(); ++i)
-        EXPECT_EQ(symbler.GetSourcePath(static_cast<int32_t>(i)), cases[i].path)
-            << "folder \"" << cases[i].folder << "\" name \"" << cases[i].name << "\"";
-    EXPECT_EQ(symbler.GetSourcePath(static_cast<int32_t>(cases.size())), "") << "no such file";
+    int32_t index = 0;
+    for (const auto& [folder, name, path] : cases)
+        fake->Files[index++] = {folder, name};
+    index = 0;
+    for (const auto& [folder, name, path] : cases)
+        EXPECT_EQ(symbler.GetSourcePath(index++), path)
+            << "folder \"" << folder << "\" name \"" << name << "\"";
+    EXPECT_EQ(symbler.GetSourcePath(index), "") << "no such file";
 }
-
-// ---- Lines and addresses ----------------------------------------------------------------------
 
 TEST_F(SymblerOnFake, GetPCAndGetSourceAtPassTheLibrarysAnswersAndIgnoreTheBank) {
     Load();
@@ -160,10 +139,9 @@ TEST_F(SymblerOnFake, GetPCAndGetSourceAtPassTheLibrarysAnswersAndIgnoreTheBank)
     EXPECT_EQ(fake->Calls.back(), "FindSource 16390");
 }
 
-// ---- Symbols as watches -----------------------------------------------------------------------
-
 TEST_F(SymblerOnFake, CodeLabelsFromTheRomAndOtherSymbolsBelowItBecomeSymbolWatches) {
     Load();
+    symbler.SymbolDefinition("stray", 0x8000, "Code"); // outside a collection: ignored
     fake->Symbols = {
         {"reset", 0x8000, "Code"},    // taken
         {"bank1fn", 0x14002, "Code"}, // taken, with its bank
@@ -179,47 +157,24 @@ TEST_F(SymblerOnFake, CodeLabelsFromTheRomAndOtherSymbolsBelowItBecomeSymbolWatc
     std::unique_ptr<Watches> watches = symbler.GetLabelsAsWatches(false);
     ASSERT_NE(watches, nullptr);
     EXPECT_EQ(fake->Calls.back(), "EnumerateSymbols ");
-    std::vector<std::string> seen;
+    Strings seen;
     for (const auto& entry : *watches)
         seen.push_back(entry.item->Title + " " + entry.item->Location + " " + entry.item->Category);
-    EXPECT_EQ(seen, (std::vector<std::string>{"reset 00:8000 Symbol", "bank1fn 01:4002 Symbol",
-                                              "edge 00:4000 Symbol", "buffer 00:0200 Symbol",
-                                              "PORT 00:0010 Symbol", "mixed 00:9000 Symbol"}));
-}
+    EXPECT_EQ(seen,
+              (Strings{"reset 00:8000 Symbol", "bank1fn 01:4002 Symbol", "edge 00:4000 Symbol",
+                       "buffer 00:0200 Symbol", "PORT 00:0010 Symbol", "mixed 00:9000 Symbol"}));
 
-TEST_F(SymblerOnFake, CodeOnlyAsksTheLibraryForCode) {
-    Load();
+    // Each call gives a fresh list; code only asks the library for code.
+    std::unique_ptr<Watches> again = symbler.GetLabelsAsWatches(false);
+    EXPECT_NE(again->Item("reset", "Symbol"), watches->Item("reset", "Symbol"));
     fake->Symbols = {{"reset", 0x8000, "Code"}, {"buffer", 0x0200, "Data"}};
-    std::unique_ptr<Watches> watches = symbler.GetLabelsAsWatches(true);
-    ASSERT_NE(watches, nullptr);
+    std::unique_ptr<Watches> code = symbler.GetLabelsAsWatches(true);
+    ASSERT_NE(code, nullptr);
     EXPECT_EQ(fake->Calls.back(), "EnumerateSymbols Code");
-    EXPECT_EQ(watches->Count(), 1u);
-    EXPECT_NE(watches->Item("reset", "Symbol"), nullptr);
+    EXPECT_EQ(code->Count(), 1u);
 }
 
-TEST_F(SymblerOnFake, EachCallGivesAFreshList) {
-    Load();
-    fake->Symbols = {{"reset", 0x8000, "Code"}};
-    std::unique_ptr<Watches> first = symbler.GetLabelsAsWatches(false);
-    std::unique_ptr<Watches> second = symbler.GetLabelsAsWatches(false);
-    ASSERT_NE(first, nullptr);
-    ASSERT_NE(second, nullptr);
-    EXPECT_EQ(first->Count(), 1u);
-    EXPECT_EQ(second->Count(), 1u);
-    EXPECT_NE(first->Item("reset", "Symbol"), second->Item("reset", "Symbol"));
-}
-
-TEST_F(SymblerOnFake, ASymbolDefinitionOutsideACollectionIsIgnored) {
-    Load();
-    symbler.SymbolDefinition("stray", 0x8000, "Code");
-    fake->Symbols = {{"reset", 0x8000, "Code"}};
-    std::unique_ptr<Watches> watches = symbler.GetLabelsAsWatches(false);
-    ASSERT_NE(watches, nullptr);
-    EXPECT_EQ(watches->Item("stray", "Symbol"), nullptr);
-    EXPECT_EQ(watches->Count(), 1u);
-}
-
-// ---- On a real debug file ---------------------------------------------------------------------
+// ---- On real debug files ----------------------------------------------------------------------
 
 TEST(SymblerOnLd65File, TheBankedProgramGivesPathsLinesAndWatches) {
     if (!test::Cc65Available())
@@ -232,11 +187,10 @@ TEST(SymblerOnLd65File, TheBankedProgramGivesPathsLinesAndWatches) {
     symbler.ListFilePath(folder.Sub("rom.sym"));
     ASSERT_TRUE(symbler.Loaded()) << symbler.LoadError();
 
-    EXPECT_EQ(symbler.GetSourcePath(0), "main.asm");
-    EXPECT_EQ(symbler.GetSourcePath(1), "inc\\macros.inc");
-    EXPECT_EQ(symbler.GetSourcePath(2), "src\\b1.asm");
-    EXPECT_EQ(symbler.GetSourcePath(3), "src\\b2.asm");
-    EXPECT_EQ(symbler.GetSourcePath(4), "");
+    Strings paths;
+    for (int32_t file = 0; file <= 4; ++file)
+        paths.push_back(symbler.GetSourcePath(file));
+    EXPECT_EQ(paths, (Strings{"main.asm", "inc\\macros.inc", "src\\b1.asm", "src\\b2.asm", ""}));
     EXPECT_EQ(symbler.GetPC(2, 9), 0x14006);
     EXPECT_LT(symbler.GetPC(0, 14), 1);
     int32_t file = 0, line = 0;
@@ -260,7 +214,7 @@ TEST(SymblerOnLd65File, TheBankedProgramGivesPathsLinesAndWatches) {
 
 TEST(SymblerOnLd65File, SourcePathsRebuildThePathTheLinkerRecordedRelativeOrRooted) {
     TempFolder folder;
-    const std::vector<std::pair<std::string, std::string>> recorded = {
+    const std::pair<std::string, std::string> recorded[] = {
         {"main.asm", "main.asm"},
         {"src/b1.asm", "src\\b1.asm"},
         {"src/inc/m.inc", "src\\inc\\m.inc"},
@@ -268,17 +222,16 @@ TEST(SymblerOnLd65File, SourcePathsRebuildThePathTheLinkerRecordedRelativeOrRoot
         {"/abs/dir/x.asm", "\\abs\\dir\\x.asm"},
         {"/root.asm", "\\root.asm"},
     };
-    std::string text = "version\tmajor=2,minor=0\ninfo\tfile=" + std::to_string(recorded.size()) +
-                       ",line=0,seg=0,span=0,sym=0,scope=0,mod=0\n";
-    for (std::size_t i = 0; i < recorded.size(); ++i)
+    std::string text = "version\tmajor=2,minor=0\ninfo\tfile=6,line=0,seg=0,span=0,sym=0,scope=0,"
+                       "mod=0\n";
+    for (int i = 0; i < 6; ++i)
         text += "file\tid=" + std::to_string(i) + ",name=\"" + recorded[i].first + "\"\n";
     Diagnoser diagnoser(folder.Sub("vkbx.log"));
     Symbler symbler([] { return std::make_unique<symbols::Ld65SymbolLibrary>(); }, diagnoser);
     symbler.ListFilePath(folder.WriteFile("paths.sym", text));
     ASSERT_TRUE(symbler.Loaded()) << symbler.LoadError();
-    for (std::size_t i = 0; i < recorded.size(); ++i)
-        EXPECT_EQ(symbler.GetSourcePath(static_cast<int32_t>(i)), recorded[i].second)
-            << recorded[i].first;
+    for (int i = 0; i < 6; ++i)
+        EXPECT_EQ(symbler.GetSourcePath(i), recorded[i].second) << recorded[i].first;
 }
 
 } // namespace
