@@ -62,14 +62,14 @@ public:
     explicit RecordingInspectors(FakeDebugTargets& targets) : targets_(targets) {}
 
     void AttachRegistersAndWatches(const std::shared_ptr<Emulator>& emulator) override {
-        Log("AttachRegistersAndWatches", emulator);
+        Log("AttachRegistersAndWatches", emulator.get());
     }
     void AttachMemory(const std::shared_ptr<Emulator>& emulator) override {
-        Log("AttachMemory", emulator);
+        Log("AttachMemory", emulator.get());
     }
     void SetSymbolList(const std::shared_ptr<Watches>&) override { Log("SetSymbolList"); }
     void AttachBreakpointList(Appliance*, Symbler* symbols) override {
-        Log("AttachBreakpointList", nullptr, symbols);
+        Log("AttachBreakpointList", symbols);
     }
     void ReloadRegisters() override { Log("ReloadRegisters"); }
     void ReloadWatches() override { Log("ReloadWatches"); }
@@ -77,18 +77,14 @@ public:
     void SetBusyPointer(bool busy) override { Log(busy ? "Busy" : "NotBusy"); }
 
     std::vector<std::string> Calls;
-    // The Emulators the register, watch and memory windows were given, in order.
-    std::vector<Emulator*> Attached;
-    Symbler* ListSymbols = nullptr;
+    // The Emulators and the Symbler handed over, in order.
+    std::vector<const void*> Given;
 
 private:
-    void Log(const std::string& call, const std::shared_ptr<Emulator>& emulator = nullptr,
-             Symbler* symbols = nullptr) {
+    void Log(const std::string& call, const void* given = nullptr) {
         Calls.push_back(call);
-        if (emulator)
-            Attached.push_back(emulator.get());
-        if (symbols)
-            ListSymbols = symbols;
+        if (given != nullptr)
+            Given.push_back(given);
         if (!targets_.Emulators.empty())
             targets_.Current().Calls.push_back("Inspectors " + call);
     }
@@ -120,7 +116,6 @@ inline void ExpectBox(const RecordedBox& box, const std::string& title, const st
 
 class DebugMonitorRig {
 public:
-    static constexpr int32_t kModule = trace_module::kDebugMonitor;
     // The reset vector of the ROM the rig writes, and the source line it lies on.
     static constexpr int32_t kResetPC = 0x8000;
     static constexpr int32_t kResetLine = 3;
@@ -135,10 +130,11 @@ public:
         return *monitor;
     }
 
-    // An appliance in the simulator, bank window $4000 of 16 KB, two banks, its ROM image
-    // "app.rom" (32 KB unbanked and two banks, reset vector kResetPC), and one source file
-    // "main.asm" of four lines, dated a minute before the image.
-    void PrepareAppliance() {
+    // The appliance, the monitor and the symbols of a power-on that works: an appliance in the
+    // simulator, bank window $4000 of 16 KB, two banks, its ROM image "app.rom" (32 KB unbanked
+    // and two banks, reset vector kResetPC), and one source file "main.asm" of four lines, dated
+    // a minute before the image; file 0 of the symbols, its line kResetLine at kResetPC.
+    DebugMonitor& CreateReadyToPowerOn() {
         appliance.Title = "app";
         appliance.Folder = appFolder.Path() + "\\";
         appliance.Model = "KTR311A";
@@ -151,6 +147,12 @@ public:
         WriteRom(0x8000 + 2 * 0x4000);
         WriteSource("main.asm",
                     "; demo\r\n        .org $8000\r\nreset:  lda #1\r\n        rts\r\n");
+        Create();
+        FakeSymbolLibrary& symbols = *targets.Symbols;
+        symbols.Files[0] = {appFolder.Path(), "main.asm"};
+        symbols.Sources[kResetPC] = {0, kResetLine};
+        symbols.LineAddresses[{0, kResetLine}] = kResetPC;
+        return *monitor;
     }
 
     // Writes the ROM image of size bytes (32 KB at least), dated now: every byte tells its
@@ -177,32 +179,26 @@ public:
         return appFolder.Native() / platform::ToNativePath(relative);
     }
 
-    // The symbols of the appliance's one source: file 0 is "main.asm" of the appliance's
-    // folder, its line kResetLine holds the reset vector's code. Needs the monitor.
-    void PrepareSymbols() {
-        FakeSymbolLibrary& symbols = *targets.Symbols;
-        symbols.Files[0] = {appFolder.Path(), "main.asm"};
-        symbols.Sources[kResetPC] = {0, kResetLine};
-        symbols.LineAddresses[{0, kResetLine}] = kResetPC;
+    // The DebugMonitor's trace points, and the texts traced at one of them.
+    std::vector<int32_t> Points() const {
+        return TracePoints(ReadTraceLog(diagnoser.LogPath()), trace_module::kDebugMonitor);
     }
-
-    // The appliance, the monitor and the symbols of a power-on that works.
-    DebugMonitor& CreateReadyToPowerOn(bool disassemblyTab = false) {
-        PrepareAppliance();
-        Create(disassemblyTab);
-        PrepareSymbols();
-        return *monitor;
-    }
-
-    std::vector<TraceEntry> Traces() const { return ReadTraceLog(diagnoser.LogPath()); }
-    std::vector<int32_t> Points() const { return TracePoints(Traces(), kModule); }
     std::vector<std::string> TextsAt(int32_t point) const {
-        return TraceTexts(Traces(), kModule, point);
+        return TraceTexts(ReadTraceLog(diagnoser.LogPath()), trace_module::kDebugMonitor, point);
     }
 
-    // How often the progress display was given this call ("State 460").
-    long StatusCount(const std::string& call) const {
-        return std::count(status.calls.begin(), status.calls.end(), call);
+    // The tabs' keys ("D" for the disassembly), the selected tab, the current view, and each
+    // view's file and selected line: "D K2 K0 | tab 3 view 2 | 2:0 0:0".
+    std::string State() const {
+        std::string text;
+        for (const DebugTab& tab : monitor->Tabs())
+            text += (tab.Key.empty() ? "D" : tab.Key) + " ";
+        text += "| tab " + std::to_string(monitor->SelectedTab()) + " view " +
+                std::to_string(monitor->CurrentView()) + " |";
+        for (int32_t view = 1; monitor->ViewAt(view) != nullptr; ++view)
+            text += " " + std::to_string(monitor->FileOfView(view)) + ":" +
+                    std::to_string(monitor->ViewAt(view)->SelectedLine());
+        return text;
     }
 
     // The texts of the boxes shown so far.

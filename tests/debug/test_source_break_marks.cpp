@@ -70,18 +70,17 @@ TEST(SourceBreakMarks, AToggleSetsAndClearsInTheEmulatorAndTheApplianceAndMarksT
     r.running = true; // the simulator takes a toggle during a run
 
     EXPECT_EQ(r.view.ToggleLineBreak(9), ToggleOutcome::Set);
-    EXPECT_EQ(r.emulator->SetBreakCalls, (std::vector<Call>{{0x14006, 1, 1}}));
+    EXPECT_EQ(r.emulator->BreakFlagsAt(0x14006), 1);
     EXPECT_NE(r.appliance.Breakpoints().Item(0, 0x14006, 1, 1), nullptr)
         << "bank 0 in the record, the bank inside the address";
-    EXPECT_EQ(r.appliance.Breakpoints().Count(), 1u);
-    EXPECT_TRUE(r.view.IsMarked(9));
+    EXPECT_EQ(r.view.MarkedLines(), Lines{9});
     EXPECT_EQ(r.repaints, 1);
 
     EXPECT_EQ(r.view.ToggleLineBreak(9), ToggleOutcome::Cleared);
     EXPECT_EQ(r.emulator->ClearBreakCalls, (std::vector<Call>{{0x14006, 1, 1}}));
     EXPECT_EQ(r.emulator->BreakFlagsAt(0x14006), 0);
     EXPECT_EQ(r.appliance.Breakpoints().Count(), 0u);
-    EXPECT_FALSE(r.view.IsMarked(9));
+    EXPECT_TRUE(r.view.MarkedLines().empty());
     EXPECT_EQ(r.repaints, 2);
 
     // A negative line toggles the selected line; a line given wins over the selection.
@@ -92,44 +91,28 @@ TEST(SourceBreakMarks, AToggleSetsAndClearsInTheEmulatorAndTheApplianceAndMarksT
 }
 
 TEST(SourceBreakMarks, AToggleThatCannotBeMadeChangesNothing) {
-    struct Case {
-        const char* what;
-        std::function<void(MarksRig&)> arrange;
-        int32_t line;
-        ToggleOutcome outcome;
-    };
-    const Case cases[] = {
-        {"a line without code", [](MarksRig&) {}, 5, ToggleOutcome::NoCode},
-        {"symbols not loaded",
-         [](MarksRig& r) {
-             r.fake->LoadSucceeds = false;
-             r.symbler.ListFilePath("broken.sym");
-         },
-         9, ToggleOutcome::NoCode},
-        {"a running ICE target",
-         [](MarksRig& r) {
-             r.appliance.ExtDebuggerInUse = true;
-             r.running = true;
-         },
-         9, ToggleOutcome::Busy},
-        {"no selected line", [](MarksRig&) {}, -1, ToggleOutcome::NoLine},
-        {"no emulator", [](MarksRig& r) { r.view.TargetEmulator.reset(); }, 9,
-         ToggleOutcome::NotReady},
-        {"no symbols", [](MarksRig& r) { r.view.Symbols = nullptr; }, 9, ToggleOutcome::NotReady},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+    const std::tuple<const char*, std::function<void(MarksRig&)>, int32_t, ToggleOutcome> cases[] =
+        {
+            {"a line without code", [](MarksRig&) {}, 5, ToggleOutcome::NoCode},
+            {"a running ICE target: the symbols aren't asked",
+             [](MarksRig& r) { r.appliance.ExtDebuggerInUse = r.running = true; }, 9,
+             ToggleOutcome::Busy},
+            {"no selected line", [](MarksRig&) {}, -1, ToggleOutcome::NoLine},
+            {"no emulator", [](MarksRig& r) { r.view.TargetEmulator.reset(); }, 9,
+             ToggleOutcome::NotReady},
+        };
+    for (const auto& [what, arrange, line, outcome] : cases) {
+        SCOPED_TRACE(what);
         MarksRig r;
-        c.arrange(r);
+        arrange(r);
         const std::size_t asked = r.fake->Calls.size();
 
-        EXPECT_EQ(r.view.ToggleBreak(c.line), c.outcome);
+        EXPECT_EQ(r.view.ToggleBreak(line), outcome);
 
-        EXPECT_TRUE(r.emulator->SetBreakCalls.empty());
+        EXPECT_TRUE(r.emulator->Calls.empty());
         EXPECT_EQ(r.appliance.Breakpoints().Count(), 0u);
         EXPECT_TRUE(r.view.MarkedLines().empty());
-        EXPECT_EQ(r.repaints, 0);
-        EXPECT_EQ(r.fake->Calls.size() - asked, c.line == 5 ? 1u : 0u) << "GetAddress 2 5 only";
+        EXPECT_EQ(r.fake->Calls.size() - asked, line == 5 ? 1u : 0u) << "GetAddress 2 5 only";
     }
     MarksRig stopped;
     stopped.appliance.ExtDebuggerInUse = true;
