@@ -43,7 +43,12 @@ protected:
     bool busy = false;
 };
 
-TEST_F(DisasmRowsTest, RowsShowBankAddressBytesAndText) {
+TEST_F(DisasmRowsTest, RowsShowBankAddressBytesAndTextAndNothingIsReadWhileTheTargetRuns) {
+    busy = true;
+    EXPECT_EQ(rows.Paint(10), std::nullopt);
+    EXPECT_TRUE(emulator->Calls.empty());
+    busy = false;
+    EXPECT_EQ(DisasmRows::RowsInside(2500, 240), 11);
     rows.SetPC(0x8000);
     const std::vector<DisasmRow> listing = rows.DrawListing(5);
     std::vector<std::string> texts;
@@ -131,19 +136,6 @@ TEST_F(DisasmRowsTest, AnAnswerLongerThanAnInstructionEndsTheListingAndAFailedOn
     ASSERT_EQ(bare.size(), 2u);
     EXPECT_EQ(bare[0].Text, "   00:8000     ");
     EXPECT_EQ(bare[1].Address, 0x8001) << "one byte on, and the listing goes on";
-}
-
-TEST_F(DisasmRowsTest, NothingIsReadWhileTheTargetRuns) {
-    int repaints = 0;
-    rows.Repaint = [&repaints] { ++repaints; };
-    rows.SetPC(0x8000);
-    EXPECT_EQ(repaints, 1);
-    busy = true;
-    EXPECT_EQ(rows.Paint(10), std::nullopt);
-    EXPECT_TRUE(emulator->Calls.empty());
-    busy = false;
-    EXPECT_EQ(rows.Paint(3)->size(), 3u);
-    EXPECT_EQ(DisasmRows::RowsInside(2500, 240), 11);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
-// The memory inspector's canvas model: row texts, the background by breakpoint kinds, which byte
-// a point lands on, the horizontal range, a paint's reads from the target, and the edit box's
-// commit.
+// The memory inspector's canvas model: row texts, the background by breakpoint kinds, a
+// paint's reads from the target, and the edit box's commit. Which byte a point lands on is
+// tested by the widget test's clicks.
 
 #include "foundation/Diagnoser.h"
 #include "inspectors/MemoryCanvas.h"
@@ -37,25 +37,6 @@ TEST(MemoryCanvasText, RowsBackgroundsAndGotoFieldsHaveTheirForms) {
         EXPECT_EQ(MemoryCanvas::BreakColour(flags), colour) << "flags " << flags;
     for (const auto& [field, value] : fields)
         EXPECT_EQ(MemoryCanvas::HexField(field), value) << field;
-}
-
-TEST(MemoryCanvasText, PointsLandOnBytesOnlyBetweenTheAddressAndTheCharacters) {
-    // A character 10 pixels wide: address column 80, byte 20, gap 10, row 14.
-    const MemoryMetrics metrics{14, 80, 20, 10};
-    // clang-format off
-    const double rows[][3] = {{79, 0, -1}, {80, 0, 0}, {109, 0, 0}, {110, 0, 1}, {559, 0, 15},
-        {560, 0, 16}, {60, 2, 0}, {0, 8, 0}, {0, 0, -3}}; // x, horizontal shift, column
-    // clang-format on
-    for (const auto& [x, shift, column] : rows)
-        EXPECT_EQ(MemoryCanvas::ColumnAt(x, int32_t(shift), metrics), int32_t(column))
-            << "x " << x << " shift " << shift;
-    EXPECT_EQ(MemoryCanvas::RowAt(27.9, metrics), 1);
-    // The box covers the byte and half a gap on either side, moved with the shift.
-    EXPECT_DOUBLE_EQ(MemoryCanvas::EditLeft(1, 0, metrics), 105);
-    EXPECT_DOUBLE_EQ(MemoryCanvas::EditLeft(1, 3, metrics), 75);
-    const int32_t maxima[][2] = {{80, 0}, {72, 0}, {71, 1}, {30, 42}}; // width, maximum
-    for (const auto& [width, maximum] : maxima)
-        EXPECT_EQ(MemoryCanvas::HorizontalMaximum(width), maximum) << width;
 }
 
 class MemoryCanvasOnTarget : public ::testing::Test {
