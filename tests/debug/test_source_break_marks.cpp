@@ -4,13 +4,8 @@
 
 #include "appliance/Appliance.h"
 #include "debug/SourceBreakMarks.h"
-#include "debug/Symbler.h"
-#include "foundation/Diagnoser.h"
-#include "support/Cc65Toolchain.h"
+#include "debug/SymblerRig.h"
 #include "support/FakeEmulator.h"
-#include "support/FakeSymbolLibrary.h"
-#include "support/TempFolder.h"
-#include "symbols/Ld65SymbolLibrary.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -19,8 +14,6 @@ namespace bx {
 namespace {
 
 using test::FakeEmulator;
-using test::FakeSymbolLibrary;
-using test::TempFolder;
 using Call = FakeEmulator::BreakCall;
 using Lines = std::vector<int32_t>;
 
@@ -34,7 +27,7 @@ void Wire(SourceBreakMarks& view, const std::shared_ptr<FakeEmulator>& emulator,
 
 // A view of file 2 on a loaded fake library in which lines 9 and 10 of file 2 (one of them
 // banked) and line 4 of file 3 have code; an appliance and a fake emulator.
-struct MarksRig {
+struct MarksRig : test::FakeSymbler {
     MarksRig() {
         fake->LineAddresses[{2, 9}] = 0x14006;
         fake->LineAddresses[{2, 10}] = 0x8008;
@@ -48,15 +41,6 @@ struct MarksRig {
         view.Repaint = [this] { ++repaints; };
     }
 
-    TempFolder logFolder;
-    Diagnoser diagnoser{logFolder.Sub("vkbx.log")};
-    FakeSymbolLibrary* fake = nullptr;
-    Symbler symbler{[this] {
-                        auto library = std::make_unique<FakeSymbolLibrary>();
-                        fake = library.get();
-                        return library;
-                    },
-                    diagnoser};
     std::shared_ptr<FakeEmulator> emulator = std::make_shared<FakeEmulator>();
     Appliance appliance;
     SourceBreakMarks view;
@@ -148,13 +132,9 @@ TEST(SourceBreakMarks, InitBreakpointsMarksTheExecuteRecordsOfThisFileOnly) {
 TEST(BreakMarksOnLd65File, ToggleInABankedFileSetsTheBankedAddress) {
     if (!test::Cc65Available())
         GTEST_SKIP() << test::kNoCc65;
-    TempFolder folder;
-    test::Cc65Build build = test::BuildBankedProgram(folder);
-    ASSERT_TRUE(build.Ok) << build.Log;
-    Diagnoser diagnoser(folder.Sub("vkbx.log"));
-    Symbler symbler([] { return std::make_unique<symbols::Ld65SymbolLibrary>(); }, diagnoser);
-    symbler.ListFilePath(folder.Sub("rom.sym"));
-    ASSERT_TRUE(symbler.Loaded()) << symbler.LoadError();
+    test::Ld65Symbler built;
+    ASSERT_TRUE(built.symbler.Loaded()) << built.build.Log;
+    Symbler& symbler = built.symbler;
     auto emulator = std::make_shared<FakeEmulator>();
     Appliance appliance;
     SourceBreakMarks b1, again;

@@ -2,12 +2,7 @@
 // load, source paths, lines and addresses, and the labels as symbol watches; on a fake library
 // and on a real ca65/ld65 build.
 
-#include "debug/Symbler.h"
-#include "foundation/Diagnoser.h"
-#include "support/Cc65Toolchain.h"
-#include "support/FakeSymbolLibrary.h"
-#include "support/TempFolder.h"
-#include "symbols/Ld65SymbolLibrary.h"
+#include "debug/SymblerRig.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
@@ -27,19 +22,7 @@ Strings TraceLines(const TempFolder& folder) {
     return Strings(lines.begin() + 1, lines.end());
 }
 
-// A Symbler on a fake library, tracing into a log of its own.
-class SymblerOnFake : public ::testing::Test {
-protected:
-    TempFolder logFolder;
-    Diagnoser diagnoser{logFolder.Sub("vkbx.log")};
-    test::FakeSymbolLibrary* fake = nullptr;
-    Symbler symbler{[this] {
-                        auto library = std::make_unique<test::FakeSymbolLibrary>();
-                        fake = library.get();
-                        return library;
-                    },
-                    diagnoser};
-};
+class SymblerOnFake : public ::testing::Test, public test::FakeSymbler {};
 
 TEST_F(SymblerOnFake, ListFilePathLoadsAndTracesTheOutcomeAndALoadErrorIsNotCaught) {
     EXPECT_TRUE(fake->Calls.empty()) << "creation loads nothing";
@@ -140,12 +123,9 @@ TEST_F(SymblerOnFake, CodeLabelsFromTheRomAndOtherSymbolsBelowItBecomeSymbolWatc
 TEST(SymblerOnLd65File, TheBankedProgramGivesPathsLinesAndWatches) {
     if (!test::Cc65Available())
         GTEST_SKIP() << test::kNoCc65;
-    TempFolder folder;
-    test::Cc65Build build = test::BuildBankedProgram(folder);
-    ASSERT_TRUE(build.Ok) << build.Log;
-    Diagnoser diagnoser(folder.Sub("vkbx.log"));
-    Symbler symbler([] { return std::make_unique<symbols::Ld65SymbolLibrary>(); }, diagnoser);
-    symbler.ListFilePath(folder.Sub("rom.sym"));
+    test::Ld65Symbler built;
+    ASSERT_TRUE(built.build.Ok) << built.build.Log;
+    Symbler& symbler = built.symbler;
     ASSERT_TRUE(symbler.Loaded()) << symbler.LoadError();
 
     Strings paths;

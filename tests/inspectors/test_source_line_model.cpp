@@ -3,16 +3,11 @@
 // library and on a real ca65/ld65 build.
 
 #include "appliance/Appliance.h"
-#include "debug/Symbler.h"
-#include "foundation/Diagnoser.h"
+#include "debug/SymblerRig.h"
 #include "foundation/Error.h"
 #include "inspectors/SourceLineModel.h"
-#include "support/Cc65Toolchain.h"
 #include "support/FakeEmulator.h"
-#include "support/FakeSymbolLibrary.h"
-#include "support/TempFolder.h"
 #include "support/TestDoubles.h"
-#include "symbols/Ld65SymbolLibrary.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
@@ -20,7 +15,6 @@
 namespace bx {
 namespace {
 
-using test::TempFolder;
 using Strings = std::vector<std::string>;
 
 // Twelve rows of 240 twips fit the view, so the large change is 10.
@@ -30,7 +24,7 @@ constexpr double kRow = 240;
 //   line 1 no code          line 2 $8000 (1 byte)   line 3 $8001 (2)   line 4 $8003 (3)
 //   line 5 $8006 (5 bytes)  lines 6, 7 no code      line 8 $800B, the last line with code
 //   line 9 01:4006 (banked)  line 10 $4000 (in the window)  line 11 $20000 (above 64 KB)
-class SourceLineModelTest : public ::testing::Test {
+class SourceLineModelTest : public ::testing::Test, public test::FakeSymbler {
 protected:
     SourceLineModelTest() {
         const int32_t code[][2] = {{2, 0x8000}, {3, 0x8001},  {4, 0x8003},  {5, 0x8006},
@@ -39,7 +33,7 @@ protected:
             fake->LineAddresses[{2, line}] = address;
         symbler.ListFilePath("app.sym");
         WriteImage({0xEA, 0xA9, 0x10, 0x20, 0x00, 0x90, 0xA2, 0xFF, 0x9A, 0x18, 0x69, 0x60});
-        appliance.Folder = folder.Path() + "\\";
+        appliance.Folder = logFolder.Path() + "\\";
         appliance.RunTarget()->OutputPath = "rom.bin";
         appliance.ProgramStart = 0x8000;
         model.SetAppliance(&appliance);
@@ -53,7 +47,7 @@ protected:
     }
 
     void WriteImage(const std::vector<uint8_t>& bytes) {
-        folder.WriteFile("rom.bin", std::string(bytes.begin(), bytes.end()));
+        logFolder.WriteFile("rom.bin", std::string(bytes.begin(), bytes.end()));
     }
     void AddLines(int32_t count) {
         for (int32_t n = 1; n <= count; ++n)
@@ -61,15 +55,6 @@ protected:
     }
     std::string Prefix(int32_t line) const { return model.Line(line).substr(0, 15); }
 
-    TempFolder folder;
-    Diagnoser diagnoser{folder.Sub("vkbx.log")};
-    test::FakeSymbolLibrary* fake = nullptr;
-    Symbler symbler{[this] {
-                        auto library = std::make_unique<test::FakeSymbolLibrary>();
-                        fake = library.get();
-                        return library;
-                    },
-                    diagnoser};
     Appliance appliance;
     std::shared_ptr<test::FakeEmulator> emulator = std::make_shared<test::FakeEmulator>();
     test::ScriptedPrompter prompter;
@@ -217,12 +202,9 @@ TEST_F(SourceLineModelTest, FindAppliesTheWholeWordRuleAndWraps) {
 TEST(SourceLineModelOnARealBuild, PrefixesComeFromTheDebugFileAndTheRomImage) {
     if (!test::Cc65Available())
         GTEST_SKIP() << test::kNoCc65;
-    TempFolder folder;
-    test::Cc65Build build = test::BuildBankedProgram(folder);
-    ASSERT_TRUE(build.Ok) << build.Log;
-    Diagnoser diagnoser(folder.Sub("vkbx.log"));
-    Symbler symbler([] { return std::make_unique<symbols::Ld65SymbolLibrary>(); }, diagnoser);
-    symbler.ListFilePath(folder.Sub("rom.sym"));
+    test::Ld65Symbler built;
+    ASSERT_TRUE(built.symbler.Loaded()) << built.build.Log;
+    const test::TempFolder& folder = built.folder;
     Appliance appliance;
     appliance.Folder = folder.Path() + "\\";
     appliance.RunTarget()->OutputPath = "rom.bin";
@@ -230,7 +212,7 @@ TEST(SourceLineModelOnARealBuild, PrefixesComeFromTheDebugFileAndTheRomImage) {
     const auto prefixes = [&](int32_t file, const std::string& source) {
         SourceLineModel model;
         model.SetAppliance(&appliance);
-        model.SetSymbols(&symbler);
+        model.SetSymbols(&built.symbler);
         model.SetFileId(file);
         std::istringstream text(folder.ReadFile(source));
         for (std::string line; std::getline(text, line);)
