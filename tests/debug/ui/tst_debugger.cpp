@@ -161,6 +161,10 @@ private slots:
         built_->studio.dialogs.onDialog = nullptr;
         QCOMPARE(built_->studio.dialogs.shown.last(), QString("wizFind"));
         QCOMPARE(view.TopLine(), LineOf(view, "scan_keypad:"));
+        view.SetTopLine(1); // Find Next goes on with the stored text, without the dialog
+        widget.findChild<QAction*>("mnuFindNext")->trigger();
+        QCOMPARE(view.TopLine(), LineOf(view, "scan_keypad:"));
+        QCOMPARE(built_->studio.dialogs.shown.count("wizFind"), 1);
 
         // The disassembly: the PC's row under the bar; its bar holds the PC's place.
         debugger_->Tabs()->setCurrentIndex(0);
