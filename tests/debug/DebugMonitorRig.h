@@ -13,9 +13,11 @@
 #include "support/TestDoubles.h"
 #include "support/TraceLog.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,24 +36,18 @@ public:
 
     explicit RecordingHost(const ScriptedPrompter& prompter) : prompter_(prompter) {}
 
-    Facade* RequestFacade() override {
-        ++FacadeRequests;
-        return FacadeToGive;
-    }
+    Facade* RequestFacade() override { return FacadeToGive; }
     std::shared_ptr<View> RequestActiveView() override { return ViewToGive; }
     void RequestBuild() override { ++Builds; }
     void BreakHit(int32_t bank, int32_t address, int32_t cond) override {
         Stops.push_back({bank, address, cond, prompter_.Boxes().size()});
     }
     void DoReset() override { ++Resets; }
-    void LayoutChanged() override { ++Layouts; }
 
     Facade* FacadeToGive = nullptr;
     std::shared_ptr<View> ViewToGive;
-    int FacadeRequests = 0;
     int Builds = 0;
     int Resets = 0;
-    int Layouts = 0;
     std::vector<Stop> Stops;
 
 private:
@@ -66,21 +62,14 @@ public:
     explicit RecordingInspectors(FakeDebugTargets& targets) : targets_(targets) {}
 
     void AttachRegistersAndWatches(const std::shared_ptr<Emulator>& emulator) override {
-        RegistersEmulator = emulator;
-        Log("AttachRegistersAndWatches");
+        Log("AttachRegistersAndWatches", emulator.get());
     }
     void AttachMemory(const std::shared_ptr<Emulator>& emulator) override {
-        MemoryEmulator = emulator;
-        Log("AttachMemory");
+        Log("AttachMemory", emulator.get());
     }
-    void SetSymbolList(const std::shared_ptr<Watches>& symbols) override {
-        SymbolList = symbols;
-        Log("SetSymbolList");
-    }
-    void AttachBreakpointList(Appliance* appliance, Symbler* symbols) override {
-        ListAppliance = appliance;
-        ListSymbols = symbols;
-        Log("AttachBreakpointList");
+    void SetSymbolList(const std::shared_ptr<Watches>&) override { Log("SetSymbolList"); }
+    void AttachBreakpointList(Appliance*, Symbler* symbols) override {
+        Log("AttachBreakpointList", symbols);
     }
     void ReloadRegisters() override { Log("ReloadRegisters"); }
     void ReloadWatches() override { Log("ReloadWatches"); }
@@ -88,39 +77,20 @@ public:
     void SetBusyPointer(bool busy) override { Log(busy ? "Busy" : "NotBusy"); }
 
     std::vector<std::string> Calls;
-    std::shared_ptr<Emulator> RegistersEmulator;
-    std::shared_ptr<Emulator> MemoryEmulator;
-    std::shared_ptr<Watches> SymbolList;
-    Appliance* ListAppliance = nullptr;
-    Symbler* ListSymbols = nullptr;
+    // The Emulators and the Symbler handed over, in order.
+    std::vector<const void*> Given;
 
 private:
-    void Log(const std::string& call) {
+    void Log(const std::string& call, const void* given = nullptr) {
         Calls.push_back(call);
+        if (given != nullptr)
+            Given.push_back(given);
         if (!targets_.Emulators.empty())
             targets_.Current().Calls.push_back("Inspectors " + call);
     }
 
     FakeDebugTargets& targets_;
 };
-
-// The file content of a ROM image of size bytes in which every byte tells its offset apart
-// from its neighbours and from the same place in other 16 KB slices.
-inline std::string RomContent(std::size_t size) {
-    std::string content(size, '\0');
-    for (std::size_t i = 0; i < size; ++i)
-        content[i] = static_cast<char>((i * 7 + i / 0x4000 * 13 + 1) & 0xFF);
-    return content;
-}
-
-// The bytes of content from offset, count of them, zero past its end.
-inline std::vector<uint8_t> SliceOf(const std::string& content, std::size_t offset,
-                                    std::size_t count) {
-    std::vector<uint8_t> bytes(count, 0);
-    for (std::size_t i = 0; i < count && offset + i < content.size(); ++i)
-        bytes[i] = static_cast<uint8_t>(content[offset + i]);
-    return bytes;
-}
 
 // Sets a file's last-write time to a whole second plus a fraction.
 inline void SetWriteTime(const std::filesystem::path& file, std::chrono::seconds wholeSeconds,
@@ -135,16 +105,22 @@ inline std::chrono::seconds NowInSeconds() {
     return std::chrono::floor<std::chrono::seconds>(Clock::now().time_since_epoch());
 }
 
+// A message box as the user sees it: title, text, buttons and icon.
+inline void ExpectBox(const RecordedBox& box, const std::string& title, const std::string& text,
+                      Buttons buttons, Icon icon) {
+    EXPECT_EQ(box.title, title);
+    EXPECT_EQ(box.text, text);
+    EXPECT_EQ(box.buttons, buttons);
+    EXPECT_EQ(box.icon, icon);
+}
+
 class DebugMonitorRig {
 public:
-    static constexpr int32_t kModule = trace_module::kDebugMonitor;
     // The reset vector of the ROM the rig writes, and the source line it lies on.
     static constexpr int32_t kResetPC = 0x8000;
     static constexpr int32_t kResetLine = 3;
 
-    DebugMonitorRig() : diagnoser(logFolder.Sub("vkbx.log")), host(prompter), inspectors(targets) {
-        targets.PrepareEmulator = [](FakeEmulator& emulator) { emulator.HighestBank = 3; };
-    }
+    DebugMonitorRig() : diagnoser(logFolder.Sub("vkbx.log")), host(prompter), inspectors(targets) {}
 
     // The monitor, created on the rig's objects and the appliance.
     DebugMonitor& Create(bool disassemblyTab = false) {
@@ -154,10 +130,11 @@ public:
         return *monitor;
     }
 
-    // An appliance in the simulator, bank window $4000 of 16 KB, two banks, its ROM image
-    // "app.rom" (32 KB unbanked and two banks, reset vector kResetPC), and one source file
-    // "main.asm" of four lines, dated a minute before the image.
-    void PrepareAppliance() {
+    // The appliance, the monitor and the symbols of a power-on that works: an appliance in the
+    // simulator, bank window $4000 of 16 KB, two banks, its ROM image "app.rom" (32 KB unbanked
+    // and two banks, reset vector kResetPC), and one source file "main.asm" of four lines, dated
+    // a minute before the image; file 0 of the symbols, its line kResetLine at kResetPC.
+    DebugMonitor& CreateReadyToPowerOn() {
         appliance.Title = "app";
         appliance.Folder = appFolder.Path() + "\\";
         appliance.Model = "KTR311A";
@@ -165,23 +142,28 @@ public:
         appliance.OPClock = "3.58M";
         appliance.RateMultiplier = 1;
         appliance.RateDivider = 1;
-        appliance.BankStart = 0x4000;
-        appliance.BankSize = 0x4000;
-        appliance.BankCount = 2;
+        appliance.BankCount = 2; // the window lies at $4000, 16 KB, by default
         appliance.RunTarget()->OutputPath = "app.rom";
         WriteRom(0x8000 + 2 * 0x4000);
         WriteSource("main.asm",
                     "; demo\r\n        .org $8000\r\nreset:  lda #1\r\n        rts\r\n");
+        Create();
+        FakeSymbolLibrary& symbols = *targets.Symbols;
+        symbols.Files[0] = {appFolder.Path(), "main.asm"};
+        symbols.Sources[kResetPC] = {0, kResetLine};
+        symbols.LineAddresses[{0, kResetLine}] = kResetPC;
+        return *monitor;
     }
 
-    // Writes the ROM image of size bytes with RomContent and the reset vector kResetPC at the
-    // unbanked area's $FFFC, dated now.
+    // Writes the ROM image of size bytes (32 KB at least), dated now: every byte tells its
+    // offset apart from its neighbours and from the same place in other 16 KB slices, but for
+    // the reset vector kResetPC at the unbanked area's $FFFC.
     void WriteRom(std::size_t size) {
-        rom = RomContent(size);
-        if (rom.size() >= 0x8000) {
-            rom[0x7FFC] = static_cast<char>(kResetPC & 0xFF);
-            rom[0x7FFD] = static_cast<char>(kResetPC >> 8);
-        }
+        rom.assign(size, '\0');
+        for (std::size_t i = 0; i < size; ++i)
+            rom[i] = static_cast<char>((i * 7 + i / 0x4000 * 13 + 1) & 0xFF);
+        rom[0x7FFC] = static_cast<char>(kResetPC & 0xFF);
+        rom[0x7FFD] = static_cast<char>(kResetPC >> 8);
         appFolder.WriteFile("app.rom", rom);
         SetWriteTime(appFolder.Native() / "app.rom", NowInSeconds());
     }
@@ -197,30 +179,29 @@ public:
         return appFolder.Native() / platform::ToNativePath(relative);
     }
 
-    // The symbols of the appliance's one source: file 0 is "main.asm" of the appliance's
-    // folder, its line kResetLine holds the reset vector's code. Needs the monitor.
-    void PrepareSymbols() {
-        FakeSymbolLibrary& symbols = *targets.Symbols;
-        symbols.Files[0] = {appFolder.Path(), "main.asm"};
-        symbols.Sources[kResetPC] = {0, kResetLine};
-        symbols.LineAddresses[{0, kResetLine}] = kResetPC;
+    // The DebugMonitor's trace points, and the texts traced at one of them.
+    std::vector<int32_t> Points() const {
+        return TracePoints(ReadTraceLog(diagnoser.LogPath()), trace_module::kDebugMonitor);
     }
-
-    // The appliance, the monitor and the symbols of a power-on that works.
-    DebugMonitor& CreateReadyToPowerOn(bool disassemblyTab = false) {
-        PrepareAppliance();
-        Create(disassemblyTab);
-        PrepareSymbols();
-        return *monitor;
-    }
-
-    std::vector<TraceEntry> Traces() const { return ReadTraceLog(diagnoser.LogPath()); }
-    std::vector<int32_t> Points() const { return TracePoints(Traces(), kModule); }
     std::vector<std::string> TextsAt(int32_t point) const {
-        return TraceTexts(Traces(), kModule, point);
+        return TraceTexts(ReadTraceLog(diagnoser.LogPath()), trace_module::kDebugMonitor, point);
     }
 
-    // The titles and texts of the boxes shown so far.
+    // The tabs' keys ("D" for the disassembly), the selected tab, the current view, and each
+    // view's file and selected line: "D K2 K0 | tab 3 view 2 | 2:0 0:0".
+    std::string State() const {
+        std::string text;
+        for (const DebugTab& tab : monitor->Tabs())
+            text += (tab.Key.empty() ? "D" : tab.Key) + " ";
+        text += "| tab " + std::to_string(monitor->SelectedTab()) + " view " +
+                std::to_string(monitor->CurrentView()) + " |";
+        for (int32_t view = 1; monitor->ViewAt(view) != nullptr; ++view)
+            text += " " + std::to_string(monitor->FileOfView(view)) + ":" +
+                    std::to_string(monitor->ViewAt(view)->SelectedLine());
+        return text;
+    }
+
+    // The texts of the boxes shown so far.
     std::vector<std::string> BoxTexts() const {
         std::vector<std::string> texts;
         for (const RecordedBox& box : prompter.Boxes())

@@ -2,10 +2,10 @@
 // the ROM image it writes where, and the exact box and outcome of every exit.
 
 #include "debug/DebugMonitorRig.h"
+#include "foundation/Common.h"
 #include "platform/FileSystem.h"
 #include "platform/ProgramFolder.h"
 
-#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -13,375 +13,208 @@ namespace bx {
 namespace {
 
 using test::DebugMonitorRig;
-using test::FakeDebugTargets;
 using test::FakeEmulator;
 using test::RecordedBox;
-using test::RecordingFacade;
 using Strings = std::vector<std::string>;
-using Points = std::vector<int32_t>;
 
-constexpr int kHub = FakeDebugTargets::kHubHandle;
+constexpr int16_t kDigital = 0, kAnalog = 1;
+constexpr int16_t kInbound = 0, kOutbound = 1;
 
-std::shared_ptr<Wire> AddWire(const std::shared_ptr<Peripheral>& peripheral,
-                              const std::string& pinset, int32_t pinsetMask,
-                              const std::string& port, int32_t portMask, int16_t type,
-                              int16_t direction, bool connected = true) {
+std::shared_ptr<Peripheral> AddPeripheral(Appliance& appliance, const std::string& type) {
+    std::shared_ptr<Peripheral> peripheral =
+        appliance.Peripherals().Add(type + std::to_string(appliance.Peripherals().Count()));
+    peripheral->Type = type;
+    return peripheral;
+}
+
+void AddWire(const std::shared_ptr<Peripheral>& peripheral, const std::string& pinset,
+             int32_t pinsetMask, const std::string& port, int32_t portMask, int16_t type,
+             int16_t direction, bool connected = true) {
     std::shared_ptr<Wire> wire = peripheral->Wires.Add(peripheral, pinset, pinsetMask);
     wire->Port = port;
     wire->PortMask = portMask;
     wire->Type = type;
     wire->Direction = direction;
     wire->IsConnected = connected;
-    return wire;
 }
 
-std::shared_ptr<Peripheral> AddPeripheral(Appliance& appliance, const std::string& name,
-                                          const std::string& type) {
-    std::shared_ptr<Peripheral> peripheral = appliance.Peripherals().Add(name);
-    peripheral->Type = type;
-    return peripheral;
-}
-
-constexpr int16_t kDigital = 0, kAnalog = 1;
-constexpr int16_t kInbound = 0, kOutbound = 1;
-
-// The boxes titled "Power On", in order.
-std::vector<RecordedBox> PowerOnBoxes(const test::ScriptedPrompter& prompter) {
-    std::vector<RecordedBox> boxes;
-    for (const RecordedBox& box : prompter.Boxes())
-        if (box.title == "Power On")
-            boxes.push_back(box);
-    return boxes;
-}
-
-void ExpectBox(const RecordedBox& box, const std::string& text, Buttons buttons) {
-    EXPECT_EQ(box.title, "Power On");
-    EXPECT_EQ(box.text, text);
-    EXPECT_EQ(box.buttons, buttons);
-    EXPECT_EQ(box.icon, Icon::Exclamation);
+// The calls of the hub and devices that connect wires.
+Strings HubConnects(const test::FakeDebugTargets& targets) {
+    Strings made;
+    for (const std::string& call : targets.DeviceCalls)
+        if (call.starts_with("Hub Connect"))
+            made.push_back(call);
+    return made;
 }
 
 // ---- The way through ------------------------------------------------------------------------
 
-TEST(DebugMonitorPowerOn, SucceedsThroughEveryStepInOrder) {
+TEST(DebugMonitorPowerOn, SucceedsThroughEveryStepInOrderAndGivesTheDirectoryBack) {
     DebugMonitorRig rig;
     DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    auto speaker = AddPeripheral(rig.appliance, "Beeper", "Speaker");
-    AddWire(speaker, "Audio", 1, "DAC", 1, kAnalog, kInbound);
+    std::shared_ptr<FakeEmulator> first = rig.targets.Emulators.front();
     const std::string source = rig.appFolder.Sub("main.asm");
+    const std::string directory = platform::CurrentDirectory();
+    // The execute breakpoints go to the target again, each on its one byte.
+    rig.appliance.Breakpoints().Add(0, 0x8010, 1, break_kind::kExecute);
+    rig.appliance.Breakpoints().Add(1, 0x4000, 1, break_kind::kExecute);
+    rig.appliance.Breakpoints().Add(0, 0x9000, 16, break_kind::kRead);
+    rig.appliance.Breakpoints().Add(0, 0x9100, 4, break_kind::kExecute | break_kind::kWrite);
+    first->ResetKeyHeld = true;
+    monitor.PollResetKey();
+    EXPECT_EQ(rig.host.Resets, 0) << "no reset key before a power-on";
 
     ASSERT_TRUE(monitor.PowerOn());
 
     EXPECT_TRUE(rig.prompter.Boxes().empty()) << rig.LastBoxText();
+    EXPECT_EQ(platform::CurrentDirectory(), directory);
     EXPECT_EQ(rig.status.calls,
-              (Strings{"State 405", "State 406", "StateArg Speaker", "State 407", "State 408",
-                       "State 410", "State 420", "StateArg app.rom (@00:8000)",
-                       "StateArg app.rom (@00:4000)", "StateArg app.rom (@01:4000)", "State 460",
-                       "State 510", "State 520", "StateArg ..." + source.substr(source.size() - 20),
-                       "State 530", "State 550", "GoAway"}));
-    EXPECT_EQ(rig.Points(),
-              (Points{900, 910, 920, 405, 4051, 4052, 4053, 810, 820, 406, 406, 406, 407,
-                      408, 410, 420, 440, 450,  451,  452,  455, 440, 450, 451, 455, 440,
-                      450, 451, 460, 470, 480,  490,  500,  510, 520, 520, 530, 810, 820,
-                      710, 600, 610, 620, 630,  640,  650,  660, 670, 720, 560, 570, 580}));
-    EXPECT_EQ(rig.TextsAt(4052), Strings{""}) << "no driver texts in the simulator";
-    EXPECT_EQ(rig.TextsAt(406), (Strings{"", "Speaker", "Connected OK? True"}));
+              (Strings{"State 405", "State 406", "State 407", "State 408", "State 410", "State 420",
+                       "StateArg app.rom (@00:8000)", "StateArg app.rom (@00:4000)",
+                       "StateArg app.rom (@01:4000)", "State 460", "State 510", "State 520",
+                       "StateArg ..." + source.substr(source.size() - 20), "State 530", "State 550",
+                       "GoAway"}));
     EXPECT_EQ(rig.TextsAt(420), Strings{rig.appFolder.Path()}) << "the appliance's folder";
-    EXPECT_EQ(rig.TextsAt(450),
-              (Strings{"Load offset $0000", "Load offset $8000", "Load offset $C000"}));
-    EXPECT_EQ(rig.TextsAt(451), (Strings{"Returning", "Returning", "Returning"}));
-    EXPECT_EQ(rig.TextsAt(452), Strings{"First bank of 2 loaded"});
-    EXPECT_EQ(rig.TextsAt(455), (Strings{"0", "1"}));
     EXPECT_EQ(rig.TextsAt(520), (Strings{"", source}));
-    EXPECT_EQ(rig.TextsAt(640), Strings{"Update status read PC=$8000"});
 
-    // A fresh Emulator, on the hub, with the model, the image, the clock and the reset.
-    ASSERT_EQ(rig.targets.Emulators.size(), 2u) << "one at creation, one for the power-on";
+    // A fresh Emulator on the hub, with the model, the clock and the reset.
     FakeEmulator& emulator = rig.targets.Current();
     EXPECT_EQ(monitor.CurrentEmulator().get(), &emulator);
-    EXPECT_EQ(rig.targets.HubsCreated, 1);
-    EXPECT_EQ(rig.targets.DeviceCalls,
-              (Strings{"Hub SetParameter Multiplier 1", "Hub SetParameter Divider 1", "Hub Start",
-                       "Speaker Connect 77 2001", "Speaker PinsetId Audio",
-                       "Hub ConnectAnalog 2001 0 2002 3"}));
-    EXPECT_EQ(emulator.AttachedHub, kHub);
+    EXPECT_EQ(rig.targets.DeviceCalls, (Strings{"Hub SetParameter Multiplier 1",
+                                                "Hub SetParameter Divider 1", "Hub Start"}));
+    EXPECT_EQ(emulator.AttachedHub, test::FakeDebugTargets::kHubHandle);
     EXPECT_EQ(emulator.Model, emulator_model::kKTR311);
     EXPECT_EQ(emulator.Clocks[0], 3580000);
-    EXPECT_EQ(emulator.Peek(0x8000), static_cast<uint8_t>(rig.rom[0]));
-    EXPECT_EQ(emulator.Peek(0x14000), static_cast<uint8_t>(rig.rom[0xC000]));
-    for (const std::string& call : rig.targets.Emulators.front()->Calls)
+    EXPECT_EQ(emulator.SetBreakCalls, (std::vector<FakeEmulator::BreakCall>{
+                                          {0x8010, 1, 1}, {0x14000, 1, 1}, {0x9100, 1, 1}}));
+    for (const std::string& call : first->Calls)
         EXPECT_TRUE(call.starts_with("Inspectors")) << "the first Emulator was asked " << call;
 
     // The inspectors, the disassembly, the source tab and the view at the PC.
-    EXPECT_EQ(rig.inspectors.RegistersEmulator.get(), &emulator);
-    EXPECT_EQ(rig.inspectors.MemoryEmulator.get(), &emulator);
-    EXPECT_EQ(rig.inspectors.ListAppliance, &rig.appliance);
-    EXPECT_EQ(rig.inspectors.ListSymbols, &monitor.Symbols());
+    EXPECT_EQ(rig.inspectors.Given,
+              (std::vector<const void*>{&emulator, &emulator, &monitor.Symbols()}));
     EXPECT_EQ(monitor.Disassembly().TargetEmulator.get(), &emulator);
     EXPECT_EQ(monitor.Disassembly().PC(), DebugMonitorRig::kResetPC);
-    ASSERT_EQ(monitor.Tabs().size(), 1u);
-    EXPECT_EQ(monitor.Tabs()[0].Key, "K0");
-    EXPECT_EQ(monitor.SelectedTab(), 1);
-    EXPECT_EQ(monitor.CurrentView(), 1);
-    ASSERT_NE(monitor.ViewAt(1), nullptr);
+    EXPECT_EQ(rig.State(), "K0 | tab 1 view 1 | 0:3") << "the view at the reset's line";
     EXPECT_EQ(monitor.ViewAt(1)->LineCount(), 4);
-    EXPECT_EQ(monitor.ViewAt(1)->SelectedLine(), DebugMonitorRig::kResetLine);
-
-    EXPECT_TRUE(monitor.PollingResetKey());
     EXPECT_FALSE(monitor.Running());
-    EXPECT_EQ(rig.host.Builds, 0);
-}
+    monitor.PollResetKey();
+    EXPECT_EQ(rig.host.Resets, 0) << "the key is not held";
+    emulator.ResetKeyHeld = true;
+    monitor.PollResetKey();
+    EXPECT_EQ(rig.host.Resets, 1);
 
-TEST(DebugMonitorPowerOn, GivesTheCurrentDirectoryBackAfterSuccessAndFailure) {
-    DebugMonitorRig rig;
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    const std::string before = platform::CurrentDirectory();
-    ASSERT_NE(before, rig.appFolder.Path());
-
-    ASSERT_TRUE(monitor.PowerOn());
-    EXPECT_EQ(platform::CurrentDirectory(), before);
-
-    std::filesystem::remove(rig.Native("app.rom"));
-    rig.prompter.Answer(AnswerNo);
-    ASSERT_FALSE(monitor.PowerOn());
-    EXPECT_EQ(platform::CurrentDirectory(), before);
-}
-
-TEST(DebugMonitorPowerOn, ABreakHitOfThePreviousEmulatorNoLongerReachesTheMonitor) {
-    DebugMonitorRig rig;
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    std::shared_ptr<FakeEmulator> first = rig.targets.Emulators.front();
-    ASSERT_TRUE(monitor.PowerOn());
+    // The Emulator of before no longer reaches the monitor.
     monitor.Continue();
-
     first->RaiseBreakHit(0, 0x8000, 1);
     EXPECT_TRUE(monitor.Running());
-    EXPECT_TRUE(rig.host.Stops.empty());
-
-    rig.targets.Current().RaiseBreakHit(0, 0x8000, 1);
-    EXPECT_FALSE(monitor.Running());
-    EXPECT_EQ(rig.host.Stops.size(), 1u);
 }
 
 // ---- Devices --------------------------------------------------------------------------------
 
-TEST(DebugMonitorPowerOn, WiresEachPeripheralByWireTypeAndDirection) {
+TEST(DebugMonitorPowerOn, WiresEachPeripheralByWireTypeAndDirectionAndSetsTheDesignView) {
     DebugMonitorRig rig;
     DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    RecordingFacade facade;
+    test::RecordingFacade facade;
     rig.host.FacadeToGive = &facade;
 
-    auto speaker = AddPeripheral(rig.appliance, "Beeper", "Speaker");
+    auto speaker = AddPeripheral(rig.appliance, "Speaker");
     AddWire(speaker, "Audio", 1, "DAC", 1, kAnalog, kInbound);
-    auto panel = AddPeripheral(rig.appliance, "Panel", "SimpleUI");
+    auto panel = AddPeripheral(rig.appliance, "SimpleUI");
     AddWire(panel, "LED", 0xFF, "P1", 0xFF, kDigital, kOutbound);
     AddWire(panel, "Button", 0x0F, "P2", 0xF0, kDigital, kInbound);
     AddWire(panel, "Button", 0xF0, "P2", 0x0F, kDigital, kInbound, false); // not connected
     AddWire(panel, "LED", 0x0F, "P1", 0x0F, 2, kOutbound);                 // no such type
     AddWire(panel, "LED", 0x01, "P0", 0x01, kAnalog, kOutbound);
-    auto keys = AddPeripheral(rig.appliance, "Keys", "Keypad");
+    auto keys = AddPeripheral(rig.appliance, "Keypad");
     keys->Parameters.Add("Rows")->Value = "4";
     keys->Parameters.Add("Columns")->Value = "3";
     AddWire(keys, "Row", 0x0F, "P0", 0x0F, kDigital, kOutbound);
     // A type that makes no device: its wires go to the keypad before it.
-    auto lamp = AddPeripheral(rig.appliance, "Lamp1", "Lamp");
-    AddWire(lamp, "Column", 0x07, "P0", 0xF0, kDigital, kInbound);
+    AddWire(AddPeripheral(rig.appliance, "Lamp"), "Column", 0x07, "P0", 0xF0, kDigital, kInbound);
+    // The design view: the parameters of its first display spec go to the surface.
+    auto view = std::make_shared<View>();
+    auto first = view->DisplaySpecs.Add(panel);
+    first->Parameters.Add("Color")->Value = "Red";
+    first->Parameters.Add("Caption")->Value = "Demo";
+    view->DisplaySpecs.Add(speaker)->Parameters.Add("Volume")->Value = "3";
+    rig.host.ViewToGive = view;
 
     ASSERT_TRUE(monitor.PowerOn()) << rig.LastBoxText();
 
-    EXPECT_EQ(rig.targets.DeviceCalls,
-              (Strings{"Hub SetParameter Multiplier 1", "Hub SetParameter Divider 1", "Hub Start",
-                       // Speaker, analog inbound
-                       "Speaker Connect 77 2001", "Speaker PinsetId Audio",
-                       "Hub ConnectAnalog 2001 0 2002 3",
-                       // SimpleUI: digital outbound, digital inbound, analog outbound
-                       "SimpleUI Connect 77 2003", "SimpleUI PinsetId LED",
-                       "Hub ConnectDigital 2002 1 255 2003 1 255", "SimpleUI PinsetId Button",
-                       "Hub ConnectDigital 2003 2 15 2002 2 240", "SimpleUI PinsetId LED",
-                       "Hub ConnectAnalog 2002 0 2003 1",
-                       // Keypad: its parameters before it joins the hub
-                       "Keypad SetParameter Rows 4", "Keypad SetParameter Columns 3",
-                       "Keypad Connect 77 2004", "Keypad PinsetId Row",
-                       "Hub ConnectDigital 2002 0 15 2004 1 15",
-                       // Lamp: the keypad's pins, device 2004
-                       "Keypad PinsetId Column", "Hub ConnectDigital 2004 2 7 2002 0 240"}));
-    EXPECT_EQ(facade.Calls, (Strings{"ConnectSimpleUI 77 2003", "ConnectKeypad 77 2004"}));
+    // Speaker analog inbound; SimpleUI digital outbound, digital inbound, analog outbound;
+    // the keypad's parameters before it joins the hub; the lamp on the keypad's pins.
+    // clang-format off
+    EXPECT_EQ(rig.targets.DeviceCalls, (Strings{"Hub SetParameter Multiplier 1",
+        "Hub SetParameter Divider 1", "Hub Start",
+        "Speaker Connect 77 2001", "Speaker PinsetId Audio", "Hub ConnectAnalog 2001 0 2002 3",
+        "SimpleUI Connect 77 2003", "SimpleUI PinsetId LED", "Hub ConnectDigital 2002 1 255 2003 1 255",
+        "SimpleUI PinsetId Button", "Hub ConnectDigital 2003 2 15 2002 2 240",
+        "SimpleUI PinsetId LED", "Hub ConnectAnalog 2002 0 2003 1",
+        "Keypad SetParameter Rows 4", "Keypad SetParameter Columns 3", "Keypad Connect 77 2004",
+        "Keypad PinsetId Row", "Hub ConnectDigital 2002 0 15 2004 1 15",
+        "Keypad PinsetId Column", "Hub ConnectDigital 2004 2 7 2002 0 240"}));
+    EXPECT_EQ(rig.TextsAt(406), (Strings{"", "Speaker", "Connected OK? True", "SimpleUI",
+        "Connected OK? True", "Keypad", "Connected OK? True", "Lamp", "Connected OK? True"}));
+    EXPECT_EQ(Strings(rig.status.calls.begin() + 1, rig.status.calls.begin() + 10),
+              (Strings{"State 406", "StateArg Speaker", "StateArg SimpleUI", "StateArg Keypad",
+        "StateArg Lamp", "State 407", "StateArg Color=Red", "StateArg Caption=Demo", "State 408"}));
+    // clang-format on
+    EXPECT_EQ(facade.Calls, (Strings{"ConnectSimpleUI 77 2003", "ConnectKeypad 77 2004",
+                                     "Parameter Color=Red", "Parameter Caption=Demo"}));
     EXPECT_EQ(monitor.CurrentFacade(), &facade);
-    EXPECT_EQ(rig.TextsAt(406),
-              (Strings{"", "Speaker", "Connected OK? True", "SimpleUI", "Connected OK? True",
-                       "Keypad", "Connected OK? True", "Lamp", "Connected OK? True"}));
-    const Strings& calls = rig.status.calls;
-    const Strings devicesPart(calls.begin() + 1, calls.begin() + 7);
-    EXPECT_EQ(devicesPart, (Strings{"State 406", "StateArg Speaker", "StateArg SimpleUI",
-                                    "StateArg Keypad", "StateArg Lamp", "State 407"}));
 }
 
 TEST(DebugMonitorPowerOn, TheConnectedFlagDecidesWhetherWiresAreMadeAndCarriesOver) {
     DebugMonitorRig rig;
     DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    RecordingFacade facade;
+    test::RecordingFacade facade;
     facade.KeypadResult = 0;
     rig.host.FacadeToGive = &facade;
     rig.targets.DeviceConnects["Speaker"] = false;
     rig.targets.DeviceConnects["SimpleUI"] = false; // its own answer doesn't count
     rig.targets.HubConnects = false;
-
-    // No peripheral before it: not connected.
-    AddWire(AddPeripheral(rig.appliance, "First", "Lamp"), "LED", 1, "P0", 1, kDigital, kInbound);
-    auto speaker = AddPeripheral(rig.appliance, "Beeper", "Speaker");
-    AddWire(speaker, "Audio", 1, "DAC", 1, kAnalog, kInbound);
-    // Connected by the surface; the hub refuses each wire, and every wire is still tried.
-    auto panel = AddPeripheral(rig.appliance, "Panel", "SimpleUI");
-    AddWire(panel, "LED", 0xFF, "P1", 0xFF, kDigital, kOutbound);
-    AddWire(panel, "Button", 0xFF, "P2", 0xFF, kDigital, kInbound);
-    // After the refused wires the carried flag is false.
-    AddWire(AddPeripheral(rig.appliance, "Second", "Lamp"), "LED", 2, "P0", 2, kDigital, kInbound);
-    auto keys = AddPeripheral(rig.appliance, "Keys", "Keypad");
-    AddWire(keys, "Row", 0x0F, "P0", 0x0F, kDigital, kOutbound);
-
-    ASSERT_TRUE(monitor.PowerOn());
-
-    EXPECT_EQ(rig.TextsAt(406),
-              (Strings{"", "Lamp", "Connected OK? False", "Speaker", "Connected OK? False",
-                       "SimpleUI", "Connected OK? True", "Lamp", "Connected OK? False", "Keypad",
-                       "Connected OK? False"}));
-    const Strings hubConnects = [&] {
-        Strings made;
-        for (const std::string& call : rig.targets.DeviceCalls)
-            if (call.starts_with("Hub Connect"))
-                made.push_back(call);
-        return made;
-    }();
-    EXPECT_EQ(hubConnects, (Strings{"Hub ConnectDigital 2002 1 255 2003 1 255",
-                                    "Hub ConnectDigital 2003 2 255 2002 2 255"}));
-}
-
-TEST(DebugMonitorPowerOn, ADeviceErrorEndsWithTheDeviceConfigurationBox) {
-    struct Case {
-        const char* what;
-        std::function<void(DebugMonitorRig&)> arrange;
-    };
-    const Case cases[] = {
-        {"a SimpleUI without a prototyper surface",
-         [](DebugMonitorRig& rig) { AddPeripheral(rig.appliance, "Panel", "SimpleUI"); }},
-        {"a pin set the device doesn't know",
-         [](DebugMonitorRig& rig) {
-             AddWire(AddPeripheral(rig.appliance, "Beeper", "Speaker"), "Treble", 1, "DAC", 1,
-                     kAnalog, kInbound);
-         }},
-        {"a port the Emulator doesn't know",
-         [](DebugMonitorRig& rig) {
-             AddWire(AddPeripheral(rig.appliance, "Beeper", "Speaker"), "Audio", 1, "P9", 1,
-                     kAnalog, kInbound);
-         }},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        DebugMonitorRig rig;
-        DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-        c.arrange(rig);
-
-        EXPECT_FALSE(monitor.PowerOn());
-
-        ASSERT_EQ(rig.prompter.Boxes().size(), 1u);
-        ExpectBox(rig.prompter.Boxes()[0],
-                  "Device configuration failed. You may need to create a new appliance file.",
-                  Buttons::Ok);
-        EXPECT_FALSE(monitor.PollingResetKey());
-        EXPECT_TRUE(rig.targets.Current().WriteCalls.empty()) << "no ROM after the exit";
-        EXPECT_EQ(std::count(rig.status.calls.begin(), rig.status.calls.end(), "State 407"), 0);
+    // The first lamp has no peripheral before it; the second follows the wires the hub refused
+    // (every one still tried); the keypad's surface refuses. Only the SimpleUI's wires are made.
+    for (const char* type : {"Lamp", "Speaker", "SimpleUI", "Lamp", "Keypad"}) {
+        auto peripheral = AddPeripheral(rig.appliance, type);
+        AddWire(peripheral, "LED", 0xFF, "P1", 0xFF, kDigital, kOutbound);
+        AddWire(peripheral, "Button", 0xFF, "P2", 0xFF, kDigital, kInbound);
     }
-}
-
-TEST(DebugMonitorPowerOn, WithoutPeripheralsGoesOnWithState407) {
-    DebugMonitorRig rig;
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
 
     ASSERT_TRUE(monitor.PowerOn());
 
-    const Strings start(rig.status.calls.begin(), rig.status.calls.begin() + 4);
-    EXPECT_EQ(start, (Strings{"State 405", "State 406", "State 407", "State 408"}));
-    EXPECT_EQ(rig.TextsAt(406), Strings{""});
-    EXPECT_EQ(rig.targets.DeviceCalls, (Strings{"Hub SetParameter Multiplier 1",
-                                                "Hub SetParameter Divider 1", "Hub Start"}));
-}
-
-TEST(DebugMonitorPowerOn, HandsTheDesignViewsParametersToTheSurface) {
-    DebugMonitorRig rig;
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    RecordingFacade facade;
-    rig.host.FacadeToGive = &facade;
-    auto panel = AddPeripheral(rig.appliance, "Panel", "SimpleUI");
-    auto beeper = AddPeripheral(rig.appliance, "Beeper", "Speaker");
-    auto view = std::make_shared<View>();
-    auto first = view->DisplaySpecs.Add(panel);
-    first->Parameters.Add("Color")->Value = "Red";
-    first->Parameters.Add("Caption")->Value = "Demo";
-    view->DisplaySpecs.Add(beeper)->Parameters.Add("Volume")->Value = "3"; // not the first
-    rig.host.ViewToGive = view;
-
-    ASSERT_TRUE(monitor.PowerOn());
-
-    EXPECT_EQ(facade.Calls, (Strings{"ConnectSimpleUI 77 2003", "Parameter Color=Red",
-                                     "Parameter Caption=Demo"}));
-    EXPECT_EQ(rig.TextsAt(407), (Strings{"", "Color=Red", "Caption=Demo"}));
-    const auto at407 = std::find(rig.status.calls.begin(), rig.status.calls.end(), "State 407");
-    ASSERT_NE(at407, rig.status.calls.end());
-    EXPECT_EQ(Strings(at407, at407 + 4),
-              (Strings{"State 407", "StateArg Color=Red", "StateArg Caption=Demo", "State 408"}));
+    EXPECT_EQ(HubConnects(rig.targets), (Strings{"Hub ConnectDigital 2002 1 255 2003 1 255",
+                                                 "Hub ConnectDigital 2003 2 255 2002 2 255"}));
+    // clang-format off
+    EXPECT_EQ(rig.TextsAt(406), (Strings{"", "Lamp", "Connected OK? False", "Speaker",
+        "Connected OK? False", "SimpleUI", "Connected OK? True", "Lamp", "Connected OK? False",
+        "Keypad", "Connected OK? False"}));
+    // clang-format on
 }
 
 // ---- The ROM image --------------------------------------------------------------------------
 
 TEST(DebugMonitorPowerOn, LoadsTheRomImageInSlicesByBankLayout) {
-    struct Slice {
-        int32_t address;
-        std::size_t offset;
-        std::size_t length;
-    };
+    // The image holds the unbanked 32 KB first, then each bank's 16 KB: slice 0 is the file's
+    // first $8000 bytes, slice n its $4000 bytes from $8000 + (n - 1) * $4000.
     struct Case {
         const char* what;
         int32_t bankStart, bankSize, bankCount;
         std::size_t fileSize;
-        std::vector<Slice> slices;
-        uint64_t sparseSize = 0; // the file made this long by a hole behind its content
+        std::vector<int32_t> addresses; // where each slice goes, bank in the high word
+        uint64_t sparseSize = 0;        // the file made this long by a hole behind its content
     };
     const Case cases[] = {
-        {"window at $4000: unbanked at $8000, banks at $4000",
-         0x4000,
-         0x4000,
-         2,
-         0x10000,
-         {{0x8000, 0, 0x8000}, {0x4000, 0x8000, 0x4000}, {0x14000, 0xC000, 0x4000}}},
-        {"window at $C000 of 16 KB: unbanked at $4000, banks at $C000",
-         0xC000,
-         0x4000,
-         3,
-         0x14000,
-         {{0x4000, 0, 0x8000},
-          {0xC000, 0x8000, 0x4000},
-          {0x1C000, 0xC000, 0x4000},
-          {0x2C000, 0x10000, 0x4000}}},
-        {"window at $C000 of another size: as at $4000",
-         0xC000,
-         0x2000,
-         1,
-         0xC000,
-         {{0x8000, 0, 0x8000}, {0x4000, 0x8000, 0x4000}}},
-        {"no banks: the unbanked slice alone", 0x4000, 0x4000, 0, 0x8000, {{0x8000, 0, 0x8000}}},
-        {"an image of gigabytes: only its slices are read",
-         0x4000,
-         0x4000,
-         2,
-         0x10000,
-         {{0x8000, 0, 0x8000}, {0x4000, 0x8000, 0x4000}, {0x14000, 0xC000, 0x4000}},
-         uint64_t{1} << 32},
-        {"a short file: the missing tail is zero",
-         0x4000,
-         0x4000,
-         2,
-         0xC010,
-         {{0x8000, 0, 0x8000}, {0x4000, 0x8000, 0x4000}, {0x14000, 0xC000, 0x4000}}},
+        {"window at $4000", 0x4000, 0x4000, 2, 0x10000, {0x8000, 0x4000, 0x14000}},
+        // A window at $C000 of 16 KB puts the unbanked part at $4000; other sizes don't.
+        {"at $C000", 0xC000, 0x4000, 3, 0x14000, {0x4000, 0xC000, 0x1C000, 0x2C000}},
+        {"at $C000, 8 KB", 0xC000, 0x2000, 1, 0xC000, {0x8000, 0x4000}},
+        {"no banks", 0x4000, 0x4000, 0, 0x8000, {0x8000}},
+        // An image of gigabytes: only its slices are read.
+        {"4 GB", 0x4000, 0x4000, 2, 0x10000, {0x8000, 0x4000, 0x14000}, uint64_t{1} << 32},
+        // A short file: the missing tail is zero.
+        {"short", 0x4000, 0x4000, 2, 0xC010, {0x8000, 0x4000, 0x14000}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -394,153 +227,161 @@ TEST(DebugMonitorPowerOn, LoadsTheRomImageInSlicesByBankLayout) {
         if (c.sparseSize != 0)
             std::filesystem::resize_file(rig.Native("app.rom"), c.sparseSize);
 
-        monitor.PowerOn();
+        EXPECT_TRUE(monitor.PowerOn()) << rig.LastBoxText();
 
         const std::vector<FakeEmulator::WriteCall>& writes = rig.targets.Current().WriteCalls;
-        ASSERT_EQ(writes.size(), c.slices.size());
+        ASSERT_EQ(writes.size(), c.addresses.size());
+        Strings places;
         for (std::size_t i = 0; i < writes.size(); ++i) {
             SCOPED_TRACE("slice " + std::to_string(i));
-            EXPECT_EQ(writes[i].Address, c.slices[i].address);
-            EXPECT_EQ(writes[i].Data,
-                      test::SliceOf(rig.rom, c.slices[i].offset, c.slices[i].length));
+            EXPECT_EQ(writes[i].Address, c.addresses[i]);
+            std::string slice =
+                rig.rom.substr(i == 0 ? 0 : 0x8000 + (i - 1) * 0x4000, i == 0 ? 0x8000 : 0x4000);
+            slice.resize(i == 0 ? 0x8000 : 0x4000, '\0');
+            EXPECT_EQ(writes[i].Data, std::vector<uint8_t>(slice.begin(), slice.end()));
+            places.push_back("app.rom (@" + Hex2(c.addresses[i] >> 16) + ":" +
+                             Hex4(c.addresses[i] & 0xFFFF) + ")");
         }
+        EXPECT_EQ(rig.TextsAt(440), places) << "the progress line names each slice's place";
         EXPECT_EQ(rig.TextsAt(452),
                   Strings{"First bank of " + std::to_string(c.bankCount) + " loaded"});
-        EXPECT_TRUE(PowerOnBoxes(rig.prompter).empty()) << rig.LastBoxText();
     }
 }
 
-TEST(DebugMonitorPowerOn, ShowsEachSlicesPlaceOnTheProgressLine) {
-    DebugMonitorRig rig;
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    rig.appliance.BankStart = 0xC000;
-    rig.appliance.BankCount = 2;
+// ---- The exits ------------------------------------------------------------------------------
 
-    monitor.PowerOn();
-
-    Strings slices;
-    for (const std::string& call : rig.status.calls)
-        if (call.starts_with("StateArg app.rom"))
-            slices.push_back(call);
-    EXPECT_EQ(slices, (Strings{"StateArg app.rom (@00:4000)", "StateArg app.rom (@00:C000)",
-                               "StateArg app.rom (@01:C000)"}));
-    EXPECT_EQ(rig.TextsAt(440),
-              (Strings{"app.rom (@00:4000)", "app.rom (@00:C000)", "app.rom (@01:C000)"}));
-}
-
-TEST(DebugMonitorPowerOn, AMissingRomImageOffersARebuildAndFailsEitherWay) {
-    for (int answer : {AnswerYes, AnswerNo}) {
-        SCOPED_TRACE(answer == AnswerYes ? "Yes" : "No");
-        DebugMonitorRig rig;
-        DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-        ASSERT_TRUE(monitor.PowerOn());
-        ASSERT_TRUE(monitor.PollingResetKey());
-        std::filesystem::remove(rig.Native("app.rom"));
-        rig.prompter.Answer(answer);
-        rig.status.calls.clear();
-
-        EXPECT_FALSE(monitor.PowerOn());
-
-        ASSERT_EQ(PowerOnBoxes(rig.prompter).size(), 1u);
-        ExpectBox(PowerOnBoxes(rig.prompter)[0],
-                  "Cannot load ROM image.\r\nDo you wish to rebuild the appliance?",
-                  Buttons::YesNo);
-        EXPECT_EQ(rig.host.Builds, answer == AnswerYes ? 1 : 0);
-        EXPECT_FALSE(monitor.PollingResetKey());
-        EXPECT_EQ(rig.TextsAt(450).back(), "ERROR: Load failed.");
-        EXPECT_EQ(std::count(rig.status.calls.begin(), rig.status.calls.end(), "State 460"), 0)
-            << "nothing after the ROM";
-    }
-}
-
-// ---- Symbols and sources --------------------------------------------------------------------
-
-TEST(DebugMonitorPowerOn, AMissingSymbolFileOffersARebuildOnlyWithBuildTargets) {
+TEST(DebugMonitorPowerOn, EachExitShowsItsBoxAndAsksForABuildOnlyWhenTheUserSaysYes) {
+    const std::string device =
+        "Device configuration failed. You may need to create a new appliance file.";
+    const std::string rom = "Cannot load ROM image.\r\nDo you wish to rebuild the appliance?";
+    const std::string symbols = "Cannot load symbol file.\r\nSelect Yes to rebuild the "
+                                "appliance, No to continue debugging.";
+    const std::string newer = "ROM image is older than at least one of the source "
+                              "files.\r\nDo you wish to rebuild the appliance?";
+    const std::string missing = " is not fount.\r\nDo you wish to rebuild the appliance ?\r\nOr "
+                                "click \"Cancel\" to ignore this message !";
+    const std::string cpu = "Cannot read CPU status. Please check ICE driver settings.";
+    const std::string driver = "ICE driver was not loaded. Please correct ICE driver settings. ";
+    const std::string iceInit = "ICE failed to initialize. This could be due to:\r\n"
+                                "1. The selected MCU model is not supported by the ICE;\r\n"
+                                "2. The ID.INF file is not configured for this ICE; or\r\n"
+                                "3. The ICE driver is out-of-date.\r\n"
+                                "Please contact the ICE maker for a fix.";
+    using Arrange = std::function<void(DebugMonitorRig&)>;
+    const Arrange noSurface = [](DebugMonitorRig& r) { AddPeripheral(r.appliance, "SimpleUI"); };
+    const Arrange badPinset = [](DebugMonitorRig& r) {
+        AddWire(AddPeripheral(r.appliance, "Speaker"), "Treble", 1, "DAC", 1, kAnalog, kInbound);
+    };
+    const Arrange noRom = [](DebugMonitorRig& r) { std::filesystem::remove(r.Native("app.rom")); };
+    const auto noSymbols = [](bool buildTargets, bool throws) {
+        return [=](DebugMonitorRig& r) {
+            r.targets.Symbols->LoadSucceeds = false;
+            r.targets.Symbols->ThrowOnLoad = throws;
+            if (buildTargets)
+                r.appliance.BuildTargets().Add(nullptr, "make", "app.rom");
+        };
+    };
+    const Arrange newerSources = [](DebugMonitorRig& r) {
+        r.WriteSource("lib.asm", "; more\n");
+        r.targets.Symbols->Files[1] = {r.appFolder.Path(), "lib.asm"};
+        const auto romTime = std::chrono::floor<std::chrono::seconds>(
+            std::filesystem::last_write_time(r.Native("app.rom")).time_since_epoch());
+        test::SetWriteTime(r.Native("main.asm"), romTime + std::chrono::seconds(5));
+        test::SetWriteTime(r.Native("lib.asm"), romTime + std::chrono::seconds(1));
+    };
+    const Arrange missingSources = [](DebugMonitorRig& r) {
+        r.targets.Symbols->Files[1] = {"", "gone1.asm"};
+        r.targets.Symbols->Files[2] = {"lib", "gone2.asm"};
+    };
+    const Arrange silentCpu = [](DebugMonitorRig& r) {
+        r.targets.PrepareEmulator = [](FakeEmulator& e) { e.Cpu.reset(); };
+    };
+    const auto ice = [](bool driverLoads) {
+        return [=](DebugMonitorRig& r) {
+            r.appliance.ExtDebuggerInUse = true;
+            r.appliance.ExtDebugger = "ice.drv";
+            r.targets.PrepareEmulator = [=](FakeEmulator& e) { e.IceDriverLoads = driverLoads; };
+        };
+    };
+    const int yes = AnswerYes, no = AnswerNo, cancel = AnswerCancel;
+    const Buttons ok = Buttons::Ok, yesNo = Buttons::YesNo, yesNoCancel = Buttons::YesNoCancel;
+    const std::string gone1 = "\"gone1.asm\"" + missing, gone2 = "\"lib/gone2.asm\"" + missing;
     struct Case {
         const char* what;
-        bool buildTargets;
-        bool throws;
-        int answer; // 0: no box expected
-        bool result;
-    };
-    const Case cases[] = {
-        {"build targets, Yes", true, false, AnswerYes, false},
-        {"build targets, No", true, false, AnswerNo, true},
-        {"a load error counts as not loaded", true, true, AnswerYes, false},
-        {"no build targets: no question", false, false, 0, true},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        DebugMonitorRig rig;
-        DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-        rig.targets.Symbols->LoadSucceeds = false;
-        rig.targets.Symbols->ThrowOnLoad = c.throws;
-        if (c.buildTargets)
-            rig.appliance.BuildTargets().Add(nullptr, "make", "app.rom");
-        if (c.answer != 0)
-            rig.prompter.Answer(c.answer);
-
-        EXPECT_EQ(monitor.PowerOn(), c.result);
-
-        EXPECT_EQ(rig.targets.Symbols->Calls.front(), "LoadFile app.sym");
-        const std::vector<RecordedBox> boxes = PowerOnBoxes(rig.prompter);
-        if (c.answer == 0) {
-            EXPECT_TRUE(boxes.empty());
-        } else {
-            ASSERT_EQ(boxes.size(), 1u);
-            ExpectBox(boxes[0],
-                      "Cannot load symbol file.\r\nSelect Yes to rebuild the appliance, No to "
-                      "continue debugging.",
-                      Buttons::YesNo);
-        }
-        EXPECT_EQ(rig.host.Builds, c.answer == AnswerYes ? 1 : 0);
-        EXPECT_EQ(monitor.PollingResetKey(), c.result);
-        EXPECT_EQ(std::count(rig.status.calls.begin(), rig.status.calls.end(), "State 510"), 0);
-        if (c.result) {
-            EXPECT_TRUE(monitor.Tabs().empty());
-            EXPECT_EQ(rig.prompter.Boxes().back().text,
-                      "There is no source information available for PC=$8000");
-        }
-    }
-}
-
-TEST(DebugMonitorPowerOn, AsksForARebuildOncePerSourceNewerThanTheImage) {
-    struct Case {
-        const char* what;
+        Arrange arrange;
         std::vector<int> answers;
-        int newerFiles;
+        Strings boxes; // the "Power On" boxes, in order
+        Buttons buttons;
         bool result;
     };
     const Case cases[] = {
-        {"Yes rebuilds", {AnswerYes}, 2, false},
-        {"No asks again for the next newer file", {AnswerNo, AnswerNo}, 2, true},
+        {"a SimpleUI without a surface", noSurface, {}, {device}, ok, false},
+        {"a pin set the device doesn't know", badPinset, {}, {device}, ok, false},
+        {"no ROM image, Yes", noRom, {yes}, {rom}, yesNo, false},
+        {"no ROM image, No", noRom, {no}, {rom}, yesNo, false},
+        {"no symbols, Yes", noSymbols(true, false), {yes}, {symbols}, yesNo, false},
+        {"no symbols, No", noSymbols(true, false), {no}, {symbols}, yesNo, true},
+        {"a symbol load error", noSymbols(true, true), {yes}, {symbols}, yesNo, false},
+        {"no symbols, no build target", noSymbols(false, false), {}, {}, ok, true},
+        {"newer sources, Yes", newerSources, {yes}, {newer}, yesNo, false},
+        {"newer sources, No: asked again", newerSources, {no, no}, {newer, newer}, yesNo, true},
+        {"missing sources, Yes", missingSources, {yes}, {gone1}, yesNoCancel, false},
+        {"missing sources, No", missingSources, {no, no}, {gone1, gone2}, yesNoCancel, true},
+        {"missing sources, Cancel", missingSources, {cancel}, {gone1}, yesNoCancel, true},
+        {"no CPU status", silentCpu, {}, {cpu}, ok, false},
+        {"an ICE driver that doesn't load", ice(false), {}, {driver}, ok, false},
+        {"a model the ICE refuses", ice(true), {}, {iceInit}, ok, false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         DebugMonitorRig rig;
         DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-        rig.WriteSource("lib.asm", "; more\n");
-        rig.targets.Symbols->Files[1] = {rig.appFolder.Path(), "lib.asm"};
-        const std::chrono::seconds romTime = std::chrono::floor<std::chrono::seconds>(
-            std::filesystem::last_write_time(rig.Native("app.rom")).time_since_epoch());
-        test::SetWriteTime(rig.Native("main.asm"), romTime + std::chrono::seconds(5));
-        test::SetWriteTime(rig.Native("lib.asm"), romTime + std::chrono::seconds(1));
+        c.arrange(rig);
         for (int answer : c.answers)
             rig.prompter.Answer(answer);
+        const std::string directory = platform::CurrentDirectory();
 
         EXPECT_EQ(monitor.PowerOn(), c.result);
 
-        const std::vector<RecordedBox> boxes = PowerOnBoxes(rig.prompter);
-        ASSERT_EQ(boxes.size(), c.answers.size());
-        for (const RecordedBox& box : boxes)
-            ExpectBox(box,
-                      "ROM image is older than at least one of the source files.\r\nDo you wish "
-                      "to rebuild the appliance?",
-                      Buttons::YesNo);
-        EXPECT_EQ(rig.host.Builds, c.result ? 0 : 1);
-        EXPECT_EQ(monitor.PollingResetKey(), c.result);
+        Strings boxes;
+        for (const RecordedBox& box : rig.prompter.Boxes()) {
+            if (box.title != "Power On")
+                continue;
+            boxes.push_back(box.text);
+            EXPECT_EQ(box.buttons, c.buttons);
+            EXPECT_EQ(box.icon, Icon::Exclamation);
+        }
+        EXPECT_EQ(boxes, c.boxes);
+        EXPECT_EQ(rig.host.Builds, c.answers == std::vector<int>{yes} ? 1 : 0);
+        EXPECT_EQ(platform::CurrentDirectory(), directory);
+        rig.targets.Current().ResetKeyHeld = true;
+        monitor.PollResetKey();
+        EXPECT_EQ(rig.host.Resets, c.result ? 1 : 0) << "the reset key is polled after success";
     }
 }
+
+TEST(DebugMonitorPowerOn, UnderIceTheDriverPathTakesTheProgramFolderAndNoHubIsMade) {
+    platform::ScopedProgramFolder programFolder("\\opt\\tess");
+    DebugMonitorRig rig;
+    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
+    rig.appliance.ExtDebuggerInUse = true;
+    rig.appliance.ExtDebugger = "%APPPATH%\\ice\\%appPath%.drv";
+    rig.appliance.IceEmuNumber = 99;
+    rig.targets.PrepareEmulator = [](FakeEmulator& emulator) { emulator.KnownModels.insert(99); };
+    AddPeripheral(rig.appliance, "Speaker");
+
+    ASSERT_TRUE(monitor.PowerOn()) << rig.LastBoxText();
+
+    EXPECT_EQ(rig.TextsAt(4052),
+              (Strings{"Loading dbg @ \\opt\\tess\\ice\\\\opt\\tess.drv", "Done loading", ""}));
+    EXPECT_EQ(rig.targets.Current().Model, 99);
+    EXPECT_EQ(rig.targets.HubsCreated, 0);
+    EXPECT_TRUE(rig.targets.DeviceCalls.empty());
+    EXPECT_EQ(rig.targets.Current().AttachedHub, -1);
+    EXPECT_EQ(rig.status.calls[1], "State 408") << "no devices wired, no design view";
+}
+
+// ---- Sources --------------------------------------------------------------------------------
 
 TEST(DebugMonitorPowerOn, ASourceSavedInTheSameSecondAsTheImageIsNotNewer) {
     DebugMonitorRig rig;
@@ -548,215 +389,34 @@ TEST(DebugMonitorPowerOn, ASourceSavedInTheSameSecondAsTheImageIsNotNewer) {
     const std::chrono::seconds second = test::NowInSeconds();
     test::SetWriteTime(rig.Native("app.rom"), second, std::chrono::milliseconds(100));
     test::SetWriteTime(rig.Native("main.asm"), second, std::chrono::milliseconds(900));
-
     EXPECT_TRUE(monitor.PowerOn());
     EXPECT_TRUE(rig.prompter.Boxes().empty());
 
     test::SetWriteTime(rig.Native("main.asm"), second + std::chrono::seconds(1));
     rig.prompter.Answer(AnswerNo);
     EXPECT_TRUE(monitor.PowerOn());
-    EXPECT_EQ(PowerOnBoxes(rig.prompter).size(), 1u) << "a second later is newer";
+    EXPECT_EQ(rig.prompter.Boxes().size(), 1u) << "a second later is newer";
 }
 
-TEST(DebugMonitorPowerOn, AMissingSourceOffersRebuildSkipOrIgnoreTheRest) {
-    struct Case {
-        const char* what;
-        std::vector<int> answers;
-        bool result;
-    };
-    const Case cases[] = {
-        {"Yes rebuilds", {AnswerYes}, false},
-        {"No asks for the next missing file", {AnswerNo, AnswerNo}, true},
-        {"Cancel ignores the rest", {AnswerCancel}, true},
-    };
-    const std::string firstText = "\"gone1.asm\" is not fount.\r\nDo you wish to rebuild the "
-                                  "appliance ?\r\nOr click \"Cancel\" to ignore this message !";
-    const std::string secondText = "\"lib/gone2.asm\" is not fount.\r\nDo you wish to rebuild the "
-                                   "appliance ?\r\nOr click \"Cancel\" to ignore this message !";
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        DebugMonitorRig rig;
-        DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-        rig.targets.Symbols->Files[1] = {"", "gone1.asm"};
-        rig.targets.Symbols->Files[2] = {"lib", "gone2.asm"};
-        for (int answer : c.answers)
-            rig.prompter.Answer(answer);
-
-        EXPECT_EQ(monitor.PowerOn(), c.result);
-
-        const std::vector<RecordedBox> boxes = PowerOnBoxes(rig.prompter);
-        ASSERT_EQ(boxes.size(), c.answers.size());
-        ExpectBox(boxes[0], firstText, Buttons::YesNoCancel);
-        if (boxes.size() > 1)
-            ExpectBox(boxes[1], secondText, Buttons::YesNoCancel);
-        EXPECT_EQ(rig.host.Builds, c.result ? 0 : 1);
-        if (c.result) {
-            ASSERT_EQ(monitor.Tabs().size(), 1u) << "missing files get no tab";
-            EXPECT_EQ(monitor.Tabs()[0].Key, "K0");
-        }
-    }
-}
-
-TEST(DebugMonitorPowerOn, FolderEntriesTakePartInNeitherSourceLoop) {
+TEST(DebugMonitorPowerOn, SourceTabsSkipFolderEntriesAndTheProgressLineShortensLongPaths) {
     DebugMonitorRig rig;
     DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    test::FakeSymbolLibrary& symbols = *rig.targets.Symbols;
-    symbols.Files[1] = symbols.Files[0];
-    symbols.Files[0] = {rig.appFolder.Path() + "\\nowhere", ""}; // a folder that doesn't exist
-    symbols.Sources[DebugMonitorRig::kResetPC] = {1, DebugMonitorRig::kResetLine};
-
-    ASSERT_TRUE(monitor.PowerOn());
-
-    EXPECT_TRUE(rig.prompter.Boxes().empty()) << rig.LastBoxText();
-    ASSERT_EQ(monitor.Tabs().size(), 1u);
-    EXPECT_EQ(monitor.Tabs()[0].Key, "K1");
-    EXPECT_EQ(rig.TextsAt(520), (Strings{"", rig.appFolder.Sub("main.asm")}));
-}
-
-TEST(DebugMonitorPowerOn, ShowsShortSourcePathsWholeAndLongOnesByTheirLast20Characters) {
-    DebugMonitorRig rig;
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    const std::string nineteen = "abcdefghijklmno.asm";
-    const std::string twenty = "abcdefghijklmnop.asm";
-    ASSERT_EQ(nineteen.size(), 19u);
-    ASSERT_EQ(twenty.size(), 20u);
+    const std::string nineteen = "abcdefghijklmno.asm", twenty = "abcdefghijklmnop.asm";
     rig.WriteSource(nineteen, "x\r\n");
     rig.WriteSource(twenty, "y\r\n");
-    rig.targets.Symbols->Files[0] = {"", nineteen};
-    rig.targets.Symbols->Files[1] = {"", twenty};
-    rig.targets.Symbols->Sources[DebugMonitorRig::kResetPC] = {0, 1};
+    test::FakeSymbolLibrary& symbols = *rig.targets.Symbols;
+    symbols.Files[0] = {rig.appFolder.Path() + "\\nowhere", ""}; // a folder that doesn't exist
+    symbols.Files[1] = {"", nineteen};
+    symbols.Files[2] = {"", twenty};
+    symbols.Sources[DebugMonitorRig::kResetPC] = {1, 1};
 
-    ASSERT_TRUE(monitor.PowerOn());
+    ASSERT_TRUE(monitor.PowerOn()) << rig.LastBoxText();
 
+    EXPECT_EQ(rig.State(), "K1 K2 | tab 1 view 1 | 1:1 2:0");
     const auto at520 = std::find(rig.status.calls.begin(), rig.status.calls.end(), "State 520");
-    ASSERT_NE(at520, rig.status.calls.end());
+    ASSERT_LT(at520 + 2, rig.status.calls.end());
     EXPECT_EQ(Strings(at520 + 1, at520 + 3),
-              (Strings{"StateArg abcdefghijklmno.asm", "StateArg ...abcdefghijklmnop.asm"}));
-    ASSERT_EQ(monitor.Tabs().size(), 2u);
-    EXPECT_EQ(monitor.Tabs()[1].Caption, twenty);
-}
-
-// ---- Breakpoints, CPU status, the reset key -------------------------------------------------
-
-TEST(DebugMonitorPowerOn, SetsTheExecuteBreakpointsAgainWithCountOne) {
-    DebugMonitorRig rig;
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    Breakpoints& records = rig.appliance.Breakpoints();
-    records.Add(0, 0x8010, 1, break_kind::kExecute);
-    records.Add(1, 0x4000, 1, break_kind::kExecute);
-    records.Add(0, 0x9000, 16, break_kind::kRead);
-    records.Add(0, 0x9100, 4, break_kind::kExecute | break_kind::kWrite);
-    records.Add(0, 0x9200, 8, break_kind::kRead | break_kind::kWrite);
-
-    ASSERT_TRUE(monitor.PowerOn());
-
-    using Call = FakeEmulator::BreakCall;
-    EXPECT_EQ(rig.targets.Current().SetBreakCalls,
-              (std::vector<Call>{{0x8010, 1, 1}, {0x14000, 1, 1}, {0x9100, 1, 1}}));
-    EXPECT_EQ(rig.targets.Current().BreakFlagsAt(0x9000), 0);
-}
-
-TEST(DebugMonitorPowerOn, FailsWhenTheCpuStatusCannotBeRead) {
-    DebugMonitorRig rig;
-    rig.targets.PrepareEmulator = [](FakeEmulator& emulator) { emulator.Cpu.reset(); };
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-
-    EXPECT_FALSE(monitor.PowerOn());
-
-    EXPECT_EQ(rig.BoxTexts(),
-              (Strings{"ICE is not ready.",
-                       "Cannot read CPU status. Please check ICE driver settings."}));
-    ExpectBox(rig.prompter.Boxes().back(),
-              "Cannot read CPU status. Please check ICE driver settings.", Buttons::Ok);
-    EXPECT_FALSE(monitor.PollingResetKey());
-    EXPECT_EQ(rig.status.calls.back(), "State 550");
-    EXPECT_EQ(rig.Points().back(), 560);
-}
-
-TEST(DebugMonitorPowerOn, PollsTheResetKeyOnlyOnAPoweredTarget) {
-    DebugMonitorRig rig;
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    rig.targets.Current().ResetKeyHeld = true;
-    monitor.PollResetKey();
-    EXPECT_EQ(rig.host.Resets, 0) << "before any power-on";
-    EXPECT_EQ(std::count(rig.targets.Current().Calls.begin(), rig.targets.Current().Calls.end(),
-                         "ResetRequested"),
-              0);
-
-    ASSERT_TRUE(monitor.PowerOn());
-    monitor.PollResetKey();
-    EXPECT_EQ(rig.host.Resets, 0) << "the key is not held";
-    rig.targets.Current().ResetKeyHeld = true;
-    monitor.PollResetKey();
-    EXPECT_EQ(rig.host.Resets, 1);
-
-    rig.prompter.Answer(AnswerNo);
-    std::filesystem::remove(rig.Native("app.rom"));
-    ASSERT_FALSE(monitor.PowerOn());
-    rig.targets.Current().ResetKeyHeld = true;
-    monitor.PollResetKey();
-    EXPECT_EQ(rig.host.Resets, 1) << "after a failed power-on";
-}
-
-// ---- ICE ------------------------------------------------------------------------------------
-
-class IcePowerOn : public ::testing::Test {
-protected:
-    IcePowerOn() : programFolder("\\opt\\tess") {
-        rig.CreateReadyToPowerOn();
-        rig.appliance.ExtDebuggerInUse = true;
-        rig.appliance.ExtDebugger = "%APPPATH%\\ice\\%appPath%.drv";
-        rig.appliance.IceEmuNumber = 99;
-    }
-
-    platform::ScopedProgramFolder programFolder;
-    DebugMonitorRig rig;
-};
-
-TEST_F(IcePowerOn, ADriverThatDoesNotLoadEndsWithItsBox) {
-    rig.targets.PrepareEmulator = [](FakeEmulator& emulator) { emulator.IceDriverLoads = false; };
-
-    EXPECT_FALSE(rig.monitor->PowerOn());
-
-    EXPECT_EQ(rig.TextsAt(4052),
-              (Strings{"Loading dbg @ \\opt\\tess\\ice\\\\opt\\tess.drv", "Load failed"}));
-    ASSERT_EQ(rig.prompter.Boxes().size(), 1u);
-    ExpectBox(rig.prompter.Boxes()[0],
-              "ICE driver was not loaded. Please correct ICE driver settings. ", Buttons::Ok);
-    EXPECT_EQ(rig.targets.HubsCreated, 0);
-    EXPECT_FALSE(rig.monitor->PollingResetKey());
-}
-
-TEST_F(IcePowerOn, AModelTheIceRefusesEndsWithTheInitializationBox) {
-    EXPECT_FALSE(rig.monitor->PowerOn());
-
-    EXPECT_EQ(rig.TextsAt(4052),
-              (Strings{"Loading dbg @ \\opt\\tess\\ice\\\\opt\\tess.drv", "Done loading", ""}));
-    ASSERT_EQ(rig.prompter.Boxes().size(), 1u);
-    ExpectBox(rig.prompter.Boxes()[0],
-              "ICE failed to initialize. This could be due to:\r\n"
-              "1. The selected MCU model is not supported by the ICE;\r\n"
-              "2. The ID.INF file is not configured for this ICE; or\r\n"
-              "3. The ICE driver is out-of-date.\r\n"
-              "Please contact the ICE maker for a fix.",
-              Buttons::Ok);
-    EXPECT_EQ(rig.targets.Current().Calls.back(), "GetModel");
-    EXPECT_FALSE(rig.monitor->PollingResetKey());
-}
-
-TEST_F(IcePowerOn, SucceedsWithoutHubOrDevices) {
-    rig.targets.PrepareEmulator = [](FakeEmulator& emulator) { emulator.KnownModels.insert(99); };
-    AddPeripheral(rig.appliance, "Beeper", "Speaker");
-
-    ASSERT_TRUE(rig.monitor->PowerOn());
-
-    EXPECT_EQ(rig.targets.HubsCreated, 0);
-    EXPECT_TRUE(rig.targets.DeviceCalls.empty());
-    EXPECT_EQ(rig.targets.Current().AttachedHub, -1);
-    EXPECT_EQ(rig.targets.Current().Model, 99);
-    EXPECT_EQ(std::count(rig.status.calls.begin(), rig.status.calls.end(), "State 406"), 0);
-    EXPECT_EQ(std::count(rig.status.calls.begin(), rig.status.calls.end(), "State 407"), 0);
-    EXPECT_TRUE(rig.prompter.Boxes().empty());
+              (Strings{"StateArg " + nineteen, "StateArg ..." + twenty}));
 }
 
 } // namespace

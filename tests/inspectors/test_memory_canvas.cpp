@@ -1,6 +1,6 @@
-// The memory inspector's canvas model: row texts, the background by breakpoint kinds, which byte
-// a point lands on, the horizontal range, a paint's reads from the target, and the edit box's
-// commit.
+// The memory inspector's canvas model: row texts, the background by breakpoint kinds, a
+// paint's reads from the target, and the edit box's commit. Which byte a point lands on is
+// tested by the widget test's clicks.
 
 #include "foundation/Diagnoser.h"
 #include "inspectors/MemoryCanvas.h"
@@ -15,60 +15,28 @@ namespace {
 
 using test::FakeEmulator;
 
-TEST(MemoryCanvasText, RowShowsAddressBytesWithTheMiddleDashAndPrintableCharacters) {
+TEST(MemoryCanvasText, RowsBackgroundsAndGotoFieldsHaveTheirForms) {
     const std::vector<uint8_t> bytes = {0x41, 0x20, 0x21, 0x7E, 0x7F, 0x00, 0xFF, 0x61,
                                         0x30, 0x39, 0x2E, 0x80, 0x20, 0x5A, 0x7A, 0x01};
     const std::string text = MemoryCanvas::RowText(0x0D, 0xFFF, bytes);
     EXPECT_EQ(text, "0D:FFF0 41 20 21 7E 7F 00 FF 61-30 39 2E 80 20 5A 7A 01 A.!~...a09...Zz.");
     EXPECT_EQ(text.size(), std::size_t(MemoryCanvas::kRowChars));
     EXPECT_EQ(text.substr(MemoryCanvas::ByteChar(8), 2), "30");
-    // A row the target can't give shows its address alone.
-    EXPECT_EQ(MemoryCanvas::RowText(0, 2, {}), "00:0020 ");
-}
+    EXPECT_EQ(MemoryCanvas::RowText(0, 2, {}), "00:0020 ") << "a row the target can't give";
 
-TEST(MemoryCanvasText, BackgroundFollowsTheBreakpointKindsOfTheByte) {
+    // The background by the breakpoint kinds of the byte: write (and read), read, execute.
     const Rgb red{255, 192, 192}, blue{192, 192, 255}, green{192, 240, 192}, yellow{240, 240, 192};
-    const std::pair<int32_t, std::optional<Rgb>> rows[] = {
-        {0, std::nullopt}, {6, red},   {7, red},    {4, blue},  {5, blue},
-        {2, green},        {3, green}, {1, yellow}, {8, yellow}};
-    for (const auto& [flags, colour] : rows)
+    // clang-format off
+    const std::pair<int32_t, std::optional<Rgb>> colours[] = {{0, std::nullopt}, {6, red},
+        {7, red}, {4, blue}, {5, blue}, {2, green}, {3, green}, {1, yellow}, {8, yellow}};
+    const std::pair<const char*, std::optional<int32_t>> fields[] = {{"1f", 0x1F},
+        {"0000000012345678", 0x12345678}, {"FFFFFFFF", -1}, {"", std::nullopt},
+        {"12G", std::nullopt}, {"$12", std::nullopt}, {"123456789", std::nullopt}};
+    // clang-format on
+    for (const auto& [flags, colour] : colours)
         EXPECT_EQ(MemoryCanvas::BreakColour(flags), colour) << "flags " << flags;
-}
-
-TEST(MemoryCanvasText, PointsLandOnBytesOnlyBetweenTheAddressAndTheCharacters) {
-    // A character 10 pixels wide: address column 80, byte 20, gap 10, row 14.
-    const MemoryMetrics metrics{14, 80, 20, 10};
-    struct Row {
-        double x;
-        int32_t horizontal;
-        int32_t column;
-    };
-    const Row rows[] = {{79, 0, -1},  {80, 0, 0}, {109, 0, 0}, {110, 0, 1}, {559, 0, 15},
-                        {560, 0, 16}, {60, 2, 0}, {0, 8, 0},   {0, 0, -3}};
-    for (const Row& row : rows)
-        EXPECT_EQ(MemoryCanvas::ColumnAt(row.x, row.horizontal, metrics), row.column)
-            << "x " << row.x << " shift " << row.horizontal;
-    EXPECT_EQ(MemoryCanvas::RowAt(27.9, metrics), 1);
-    // The box covers the byte and half a gap on either side, moved with the shift.
-    EXPECT_DOUBLE_EQ(MemoryCanvas::EditLeft(1, 0, metrics), 105);
-    EXPECT_DOUBLE_EQ(MemoryCanvas::EditLeft(1, 3, metrics), 75);
-
-    EXPECT_EQ(MemoryCanvas::HorizontalMaximum(80), 0);
-    EXPECT_EQ(MemoryCanvas::HorizontalMaximum(72), 0);
-    EXPECT_EQ(MemoryCanvas::HorizontalMaximum(71), 1);
-    EXPECT_EQ(MemoryCanvas::HorizontalMaximum(30), 42);
-}
-
-TEST(MemoryCanvasText, GotoFieldsReadAsHexDigitsOnly) {
-    const std::pair<const char*, std::optional<int32_t>> rows[] = {{"1f", 0x1F},
-                                                                   {"0000000012345678", 0x12345678},
-                                                                   {"FFFFFFFF", -1},
-                                                                   {"", std::nullopt},
-                                                                   {"12G", std::nullopt},
-                                                                   {"$12", std::nullopt},
-                                                                   {"123456789", std::nullopt}};
-    for (const auto& [text, value] : rows)
-        EXPECT_EQ(MemoryCanvas::HexField(text), value) << text;
+    for (const auto& [field, value] : fields)
+        EXPECT_EQ(MemoryCanvas::HexField(field), value) << field;
 }
 
 class MemoryCanvasOnTarget : public ::testing::Test {
@@ -102,9 +70,8 @@ TEST_F(MemoryCanvasOnTarget, PaintReadsEachRowAndItsFlagsInOneReadAheadBurst) {
     ASSERT_TRUE(rows);
     ASSERT_EQ(rows->size(), 3u);
     EXPECT_EQ((*rows)[0].Text.substr(0, 17), "01:2340 41 42 00 ");
-    EXPECT_EQ((*rows)[0].Flags[1], 4);
-    EXPECT_EQ((*rows)[0].Flags[2], 4);
-    EXPECT_EQ((*rows)[0].Flags[3], 0);
+    EXPECT_EQ(std::vector<int32_t>((*rows)[0].Flags.begin(), (*rows)[0].Flags.begin() + 4),
+              (std::vector<int32_t>{0, 4, 4, 0}));
     EXPECT_EQ((*rows)[1].Text, "01:2350 "); // a byte of it can't be read
     EXPECT_TRUE((*rows)[1].Bytes.empty());
     EXPECT_EQ((*rows)[2].Address, 0x12360);
@@ -132,20 +99,13 @@ TEST_F(MemoryCanvasOnTarget, CommitWritesTheHexValueOfTheBoxWhenItIsAByte) {
     canvas.Row = 0x100;
     const int32_t cell = 0x21000 + 2 * 16 + 5; // screen row 2, column 5
     EXPECT_EQ(canvas.CellAddress(2, 5), cell);
-    struct Row {
-        const char* text;
-        bool written;
-        uint8_t byte;
-    };
-    const Row rows[] = {{"A5", true, 0xA5},
-                        {"7", true, 0x07},
-                        {"G1", true, 0x00},
-                        {"1FF", false, 0x00},
-                        {"FFFFFFFF", false, 0x00}};
-    for (const Row& row : rows) {
+    // The byte written, or -1 for a text that is no byte and writes nothing.
+    const std::pair<const char*, int> rows[] = {
+        {"A5", 0xA5}, {"7", 0x07}, {"G1", 0x00}, {"1FF", -1}, {"FFFFFFFF", -1}};
+    for (const auto& [text, byte] : rows) {
         emulator->Poke(cell, {0x5A});
-        EXPECT_EQ(canvas.WriteCell(2, 5, row.text), row.written) << row.text;
-        EXPECT_EQ(emulator->Peek(cell), row.written ? row.byte : 0x5A) << row.text;
+        EXPECT_EQ(canvas.WriteCell(2, 5, text), byte >= 0) << text;
+        EXPECT_EQ(emulator->Peek(cell), byte >= 0 ? byte : 0x5A) << text;
     }
     EXPECT_EQ(canvas.ReadCell(2, 5), std::optional<uint8_t>(0x5A));
     // A bank the target doesn't have: nothing to read, nothing written.

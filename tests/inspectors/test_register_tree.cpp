@@ -55,11 +55,12 @@ protected:
         }
         return -1;
     }
-    std::string Text(const std::string& title) const {
-        return tree.Nodes()[static_cast<std::size_t>(Node(title))].Text;
-    }
-    bool Changed(const std::string& title) const {
-        return tree.Nodes()[static_cast<std::size_t>(Node(title))].Changed;
+    // Every node's text, "!" behind one marked as changed.
+    std::vector<std::string> Shown() const {
+        std::vector<std::string> texts;
+        for (const RegisterNode& node : tree.Nodes())
+            texts.push_back(node.Text + (node.Changed ? "!" : ""));
+        return texts;
     }
 
     Appliance appliance;
@@ -69,24 +70,13 @@ protected:
 };
 
 TEST_F(RegisterTreeTest, TreeHoldsEnabledItemsThenTheDisabledNodeWithTheDisabledOnes) {
-    struct Expected {
-        std::string text;
-        int32_t parent;
-        std::string image;
-        bool expanded;
-    };
-    const std::vector<Expected> expected = {
-        {"A", -1, "Register", false}, {"P", -1, "Register", true},  {"N", 1, "Register", false},
-        {"TCNTL", -1, "SFR", false},  {"WDTCLR", -1, "SFR", false}, {"Disabled", -1, "No", true},
-        {"TCTL", 5, "SFR", false},    {"TCTL.RUN", 6, "SFR", false}};
-    ASSERT_EQ(tree.Nodes().size(), expected.size());
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        const RegisterNode& node = tree.Nodes()[i];
-        EXPECT_EQ(node.Text, expected[i].text);
-        EXPECT_EQ(node.Parent, expected[i].parent) << expected[i].text;
-        EXPECT_EQ(node.Image, expected[i].image) << expected[i].text;
-        EXPECT_EQ(node.Expanded, expected[i].expanded) << expected[i].text;
-    }
+    std::vector<std::string> nodes; // text, parent, image, "+" for an open node
+    for (const RegisterNode& node : tree.Nodes())
+        nodes.push_back(node.Text + " " + std::to_string(node.Parent) + " " + node.Image +
+                        (node.Expanded ? "+" : ""));
+    EXPECT_EQ(nodes, (std::vector<std::string>{"A -1 Register", "P -1 Register+", "N 1 Register",
+                                               "TCNTL -1 SFR", "WDTCLR -1 SFR", "Disabled -1 No+",
+                                               "TCTL 5 SFR", "TCTL.RUN 6 SFR"}));
     EXPECT_EQ(tree.Nodes()[0].Key, std::string("A") + RegisterTree::kSeparator + "Register");
     EXPECT_FALSE(tree.Nodes()[5].HasRecord());
 
@@ -96,26 +86,19 @@ TEST_F(RegisterTreeTest, TreeHoldsEnabledItemsThenTheDisabledNodeWithTheDisabled
 }
 
 TEST_F(RegisterTreeTest, RefreshShowsValuesAndMarksWhatChangedSinceTheLastStop) {
+    // A disabled item is never read: it keeps the text it was built with. The first refresh
+    // after a build marks nothing.
+    const std::vector<std::string> first{"A=$12",      "P=%10000000", "N=%1-------", "TCNTL=$34",
+                                         "WDTCLR=< >", "Disabled",    "TCTL",        "TCTL.RUN"};
     tree.Refresh(emulator);
-    EXPECT_EQ(Text("A"), "A=$12");
-    EXPECT_EQ(Text("P"), "P=%10000000");
-    EXPECT_EQ(Text("N"), "N=%1-------");
-    EXPECT_EQ(Text("TCNTL"), "TCNTL=$34");
-    EXPECT_EQ(Text("WDTCLR"), "WDTCLR=< >");
-    // A disabled item is never read: it keeps the text it was built with.
-    EXPECT_EQ(Text("TCTL"), "TCTL");
-    EXPECT_FALSE(Changed("A")); // the first refresh after a build marks nothing
-
+    EXPECT_EQ(Shown(), first);
     emulator.Cpu->A = 0x13;
     tree.Refresh(emulator);
-    EXPECT_EQ(Text("A"), "A=$13");
-    EXPECT_TRUE(Changed("A"));
-    EXPECT_FALSE(Changed("P"));
-    // Read twice, the flag keeps its mask: each read works on a fresh copy.
-    EXPECT_EQ(Text("N"), "N=%1-------");
-
+    std::vector<std::string> second = first;
+    second[0] = "A=$13!"; // read twice, the flag keeps its mask: each read works on a copy
+    EXPECT_EQ(Shown(), second);
     tree.Refresh(emulator);
-    EXPECT_FALSE(Changed("A"));
+    EXPECT_EQ(Shown()[0], "A=$13");
 }
 
 TEST_F(RegisterTreeTest, LabelEditFollowsAccessAndWritesTheTypedValue) {
@@ -130,7 +113,7 @@ TEST_F(RegisterTreeTest, LabelEditFollowsAccessAndWritesTheTypedValue) {
     // "-" is read as "0": "-1" writes 01 and the node shows what was written.
     EXPECT_TRUE(tree.EndEdit(Node("A"), "-1", emulator));
     EXPECT_EQ(emulator.Cpu->A, 0x01);
-    EXPECT_EQ(Text("A"), "A=01");
+    EXPECT_EQ(Shown()[0], "A=01");
     EXPECT_FALSE(tree.EndEdit(Node("A"), "", emulator));
     EXPECT_EQ(emulator.Cpu->A, 0x01);
     // A flag's binary form with its dashes writes only the bit under the mask.
@@ -139,7 +122,7 @@ TEST_F(RegisterTreeTest, LabelEditFollowsAccessAndWritesTheTypedValue) {
     EXPECT_TRUE(tree.EndEdit(Node("WDTCLR"), "$A5", emulator));
     EXPECT_EQ(emulator.Peek(0xD2), 0xA5);
     tree.Refresh(emulator);
-    EXPECT_EQ(Text("WDTCLR"), "WDTCLR=< >");
+    EXPECT_EQ(Shown()[4], "WDTCLR=< >");
 }
 
 TEST_F(RegisterTreeTest, DisablingMovesTheItemUnderDisabledAndTouchesTheAppliance) {

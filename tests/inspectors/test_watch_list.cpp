@@ -17,94 +17,80 @@ using test::FakeEmulator;
 class WatchListTest : public ::testing::Test {
 protected:
     WatchListTest() {
-        symbols = std::make_shared<Watches>();
         for (const auto& [name, location] : {std::pair<const char*, const char*>{"key", "00:0012"},
                                              {"buf", "01:2000"},
-                                             {"bad", "zz"}}) {
-            auto symbol = symbols->Add(name, "Symbol");
-            symbol->Location = location;
-        }
+                                             {"bad", "zz"}})
+            symbols->Add(name, "Symbol")->Location = location;
         list.SetAppliance(&appliance);
         list.SetSymbolList(symbols);
     }
 
-    std::vector<std::string> Titles() const {
-        std::vector<std::string> titles;
+    // Each row as "title location value", "!" behind a value that changed.
+    std::vector<std::string> Shown() const {
+        std::vector<std::string> rows;
         for (const WatchRow& row : list.Rows())
-            titles.push_back(row.Text);
-        return titles;
+            rows.push_back(row.Text + " " + row.Location + " " + row.Value +
+                           (row.Changed ? "!" : ""));
+        return rows;
+    }
+    std::size_t GroupSize() {
+        return appliance.Watches().Item("", "UserWatches")->Children().Count();
     }
 
     Appliance appliance;
-    std::shared_ptr<Watches> symbols;
+    std::shared_ptr<Watches> symbols = std::make_shared<Watches>();
     FakeEmulator emulator;
     WatchList list;
 };
 
-TEST_F(WatchListTest, LocationsComeFromTheSymbolListByNameOrElement) {
-    const std::pair<const char*, const char*> rows[] = {
-        {"key", "00:0012"}, {"buf[3]", "01:2003"}, {"buf[$10]", "01:2010"}, {"buf[x]", ""},
-        {"nope", ""},       {"nope[1]", ""},       {"bad[1]", "00:0001"}};
-    for (const auto& [name, location] : rows)
+TEST_F(WatchListTest, LocationsComeFromTheSymbolListByNameOrElementInAValidName) {
+    const std::tuple<const char*, const char*, bool> rows[] = {
+        {"key", "00:0012", true},       {"buf[3]", "01:2003", true}, {"buf[12]", "01:200C", true},
+        {"buf[$10]", "01:2010", false}, {"buf[x]", "", false},       {"nope", "", true},
+        {"nope[1]", "", true},          {"bad[1]", "00:0001", true}, {"buf[3", "", true}};
+    for (const auto& [name, location, valid] : rows) {
         EXPECT_EQ(list.EvalLocation(name), location) << name;
+        EXPECT_EQ(WatchList::NameFormatIsValid(name), valid) << name;
+    }
 }
 
-TEST_F(WatchListTest, AddedWatchStandsInTheGroupAndTheApplianceAndShowsQuestionMarks) {
-    EXPECT_FALSE(appliance.IsDirty());
+TEST_F(WatchListTest, AWatchIsAddedToTheApplianceReadAndMarkedWhenItChanges) {
     ASSERT_TRUE(list.AddWatch("key", WatchFormat::Hex, WatchList::kByte));
-    ASSERT_TRUE(list.AddWatch("buf[3]", WatchFormat::Bin, WatchList::kWord));
+    ASSERT_TRUE(list.AddWatch("nope", WatchFormat::Bin, WatchList::kWord)); // no location
+    EXPECT_FALSE(list.AddWatch("key", WatchFormat::Dec, WatchList::kLong)) << "a name once";
     EXPECT_TRUE(appliance.IsDirty());
-    ASSERT_EQ(list.Rows().size(), 2u);
-    EXPECT_EQ(list.Rows()[0].Value, "??");
-    EXPECT_EQ(list.Rows()[1].Location, "01:2003");
-
+    EXPECT_EQ(GroupSize(), 2u);
     const std::shared_ptr<Watch> key = appliance.Watches().Item("key", "UserWatches");
-    ASSERT_TRUE(key);
-    EXPECT_EQ(key->Location, "00:0012");
-    EXPECT_EQ(key->Display(), "HexByte");
-    EXPECT_EQ(key->Mask, 255);
-    EXPECT_EQ(appliance.Watches().Item("buf[3]", "UserWatches")->Display(), "BinWord");
-    EXPECT_EQ(appliance.Watches().Item("", "UserWatches")->Children().Count(), 2u);
+    EXPECT_EQ(key->Location + " " + key->Display() + " " + std::to_string(key->Mask),
+              "00:0012 HexByte 255");
+    EXPECT_EQ(appliance.Watches().Item("nope", "UserWatches")->Display(), "BinWord");
+    EXPECT_EQ(Shown(), (std::vector<std::string>{"key 00:0012 ??", "nope  ??"}));
 
-    // The same name twice is refused and leaves one row.
-    EXPECT_FALSE(list.AddWatch("key", WatchFormat::Dec, WatchList::kLong));
-    EXPECT_EQ(list.Rows().size(), 2u);
+    for (uint8_t value : {0x41, 0x42, 0x42}) {
+        emulator.Poke(0x12, {value});
+        list.Refresh(&emulator);
+    }
+    EXPECT_EQ(Shown()[0], "key 00:0012 $42") << "the change was one refresh ago";
+    emulator.Poke(0x12, {0x43});
+    list.Refresh(&emulator);
+    EXPECT_EQ(Shown(), (std::vector<std::string>{"key 00:0012 $43!", "nope  ??"}));
+    list.Refresh(nullptr);
+    EXPECT_EQ(Shown()[0], "key 00:0012 Invalid!");
 
     // A kept watch comes back with the appliance, and a new build places it anew.
+    ASSERT_TRUE(list.AddWatch("buf[3]", WatchFormat::Hex, WatchList::kByte));
     WatchList again;
     again.SetAppliance(&appliance);
-    ASSERT_EQ(again.Rows().size(), 2u);
     symbols->Item("buf", "Symbol")->Location = "02:3000";
     again.SetSymbolList(symbols);
-    EXPECT_EQ(again.Rows()[1].Location, "02:3003");
-}
-
-TEST_F(WatchListTest, RefreshShowsValuesAndMarksTheOnesThatChanged) {
-    list.AddWatch("key", WatchFormat::Hex, WatchList::kByte);
-    list.AddWatch("nope", WatchFormat::Dec, WatchList::kByte); // no location: no value
-    emulator.Poke(0x12, {0x41});
-    list.Refresh(&emulator);
-    EXPECT_EQ(list.Rows()[0].Value, "$41");
-    EXPECT_FALSE(list.Rows()[0].Changed);
-    EXPECT_EQ(list.Rows()[1].Value, "??");
-
-    emulator.Poke(0x12, {0x42});
-    list.Refresh(&emulator);
-    EXPECT_EQ(list.Rows()[0].Value, "$42");
-    EXPECT_TRUE(list.Rows()[0].Changed);
-    list.Refresh(&emulator);
-    EXPECT_FALSE(list.Rows()[0].Changed);
-
-    list.Refresh(nullptr);
-    EXPECT_EQ(list.Rows()[0].Value, "Invalid");
+    EXPECT_EQ(again.Rows()[2].Location, "02:3003");
 }
 
 TEST_F(WatchListTest, CommitWritesTheTypedValueOfAWatchThatReads) {
     list.AddWatch("key", WatchFormat::Bin, WatchList::kByte);
     list.AddWatch("nope", WatchFormat::Dec, WatchList::kByte);
     emulator.Poke(0x12, {0xF0});
-    // A binary form with dashes: each "-" is a "0".
-    EXPECT_TRUE(list.CommitValue(0, "%1-1-", emulator));
+    EXPECT_TRUE(list.CommitValue(0, "%1-1-", emulator)) << "each \"-\" is a \"0\"";
     EXPECT_EQ(emulator.Peek(0x12), 0x0A);
     EXPECT_FALSE(list.CommitValue(0, "", emulator));
     EXPECT_FALSE(list.CommitValue(1, "5", emulator)); // no location, nothing read
@@ -117,27 +103,25 @@ TEST_F(WatchListTest, CommitWritesTheTypedValueOfAWatchThatReads) {
 TEST_F(WatchListTest, RemoveReplaceAndSortKeepRowsAndApplianceInStep) {
     for (const char* name : {"b", "key", "A"})
         list.AddWatch(name, WatchFormat::Hex, WatchList::kByte);
+    const auto titles = [this] {
+        std::string text;
+        for (const WatchRow& row : list.Rows())
+            text += row.Text + " ";
+        return text;
+    };
     list.SortBy(0);
-    EXPECT_EQ(Titles(), (std::vector<std::string>{"A", "b", "key"}));
+    EXPECT_EQ(titles(), "A b key ");
     list.SortBy(0);
-    EXPECT_EQ(Titles(), (std::vector<std::string>{"key", "b", "A"}));
-    list.SortBy(1); // by address: the empty ones first
-    EXPECT_EQ(Titles().back(), "key");
+    EXPECT_EQ(titles(), "key b A ");
+    list.SortBy(1);
+    EXPECT_EQ(titles(), "b A key ") << "by address: the empty ones first";
 
     ASSERT_TRUE(list.ReplaceWatch(2, "buf[1]", WatchFormat::Dec, WatchList::kWord));
     EXPECT_EQ(appliance.Watches().Item("key", "UserWatches"), nullptr);
     EXPECT_TRUE(appliance.Watches().Item("buf[1]", "UserWatches"));
     list.RemoveWatch(0);
-    EXPECT_EQ(list.Rows().size(), 2u);
-    EXPECT_EQ(appliance.Watches().Item("", "UserWatches")->Children().Count(), 2u);
-}
-
-TEST(WatchNameFormat, OnlyDigitsMayStandBetweenTheBrackets) {
-    const std::pair<const char*, bool> rows[] = {{"key", true},      {"buf[3]", true},
-                                                 {"buf[12]", true},  {"buf[x]", false},
-                                                 {"buf[$3]", false}, {"buf[3", true}};
-    for (const auto& [name, valid] : rows)
-        EXPECT_EQ(WatchList::NameFormatIsValid(name), valid) << name;
+    EXPECT_EQ(titles(), "A buf[1] ");
+    EXPECT_EQ(GroupSize(), 2u);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // The debugger in the real studio, on the offscreen platform, with the built-in simulator and a
 // starter appliance built by ca65/ld65: a session as a person has it (power on, a click in the
-// strip on the line of main, run, the stop there, step, step over the call, reset, power off),
-// and the source view and the disassembly painted as they should be.
+// strip on the line of main, run, the stop there, step, step over the call, reset, power off)
+// with the source view and the disassembly painted as they should be on the way.
 #include "debug/DebugMonitor.h"
 #include "debug/ui/DebuggerControl.h"
 #include "editor/ui/SourceWindow.h"
@@ -88,15 +88,36 @@ private slots:
         QVERIFY(commands.Menu("mnuDbgStepOver").Enabled);
         QCOMPARE(built_->studio.prompter.Boxes().size(), std::size_t(0));
 
-        // A click in the strip on the line of main sets a breakpoint there.
+        // The view stands at the reset: the strip in its colour, the PC's row under the bar.
         SourceLineModel& view = MainView();
+        ui::DebugView& widget = MainWidget();
+        const int32_t resetLine = LineOf(view, "reset:");
+        QCOMPARE(view.SelectedLine(), resetLine);
+        QCOMPARE(view.Line(resetLine).substr(0, 15), std::string("8000 78        "));
+        widget.resize(700, 600);
+        view.SetTopLine(resetLine - 2);
+        const QImage shot = widget.grab().toImage();
+        QCOMPARE(shot.pixelColor(2, 1), kStrip);
+        QCOMPARE(shot.pixelColor(widget.width() - 40, RowMiddle(widget, resetLine)), kCurrentRow);
+
+        // A click in the strip on the line of main sets a breakpoint there, painted as a mark.
         const int32_t mainLine = LineOf(view, "main:");
         QVERIFY(mainLine > 0);
         Monitor().GotoFileLine(MainFile(), mainLine, true, false, false);
-        ui::DebugView& widget = MainWidget();
         QTest::mouseClick(&widget, Qt::LeftButton, {}, QPoint(4, RowMiddle(widget, mainLine)));
         QVERIFY(view.IsMarked(mainLine));
         QCOMPARE(Frame().Frame().CurrentAppliance().Breakpoints().Count(), std::size_t(1));
+        const QImage marked = widget.grab().toImage();
+        QCOMPARE(marked.pixelColor(widget.RowPixels() / 2, RowMiddle(widget, mainLine)), kMark);
+
+        // The tip of a line whose bytes are cut off shows them, read from the target.
+        const int32_t tableLine = LineOf(view, "        .byte $E0, $D0, $B0, $70");
+        QVERIFY(tableLine > 0);
+        QCOMPARE(view.Line(tableLine).substr(13, 2), std::string(".."));
+        view.SetTopLine(tableLine);
+        QTest::mouseMove(&widget, QPoint(4, RowMiddle(widget, tableLine)));
+        QCOMPARE(widget.toolTip(), QString("E0 D0 B0 70 "));
+        QCOMPARE(widget.cursor().shape(), Qt::CrossCursor);
 
         // Run: the runtime commands turn; the stop at main turns them back.
         Frame().Perform("mnuDbgRun");
@@ -128,7 +149,7 @@ private slots:
         QVERIFY(commands.Menu("mnuDbgPower").Enabled);
 
         Frame().Perform("mnuDbgReset");
-        QCOMPARE(view.SelectedLine(), LineOf(view, "reset:"));
+        QCOMPARE(view.SelectedLine(), resetLine);
 
         // Find in the view's pop-up menu opens the editor's find dialog and brings the line up.
         built_->studio.dialogs.onDialog = [](QDialog& dialog) {
@@ -140,47 +161,12 @@ private slots:
         built_->studio.dialogs.onDialog = nullptr;
         QCOMPARE(built_->studio.dialogs.shown.last(), QString("wizFind"));
         QCOMPARE(view.TopLine(), LineOf(view, "scan_keypad:"));
+        view.SetTopLine(1); // Find Next goes on with the stored text, without the dialog
+        widget.findChild<QAction*>("mnuFindNext")->trigger();
+        QCOMPARE(view.TopLine(), LineOf(view, "scan_keypad:"));
+        QCOMPARE(built_->studio.dialogs.shown.count("wizFind"), 1);
 
-        Frame().Perform("mnuDbgPower");
-        QVERIFY(!Frame().Frame().Powered());
-        QCOMPARE(Frame().Frame().CurrentDesktop(), std::string("Source"));
-        QCOMPARE(Frame().Child("frmSource")->windowTitle(), QString("Source Editor"));
-        QVERIFY(!commands.Menu("mnuDbgRun").Enabled);
-        QCOMPARE(built_->studio.prompter.Boxes().size(), std::size_t(0));
-    }
-
-    void viewsPaintTheirRowsMarksAndTip() {
-        Frame().Perform("mnuDbgPower");
-        QVERIFY(Frame().Frame().Powered());
-        SourceLineModel& view = MainView();
-        const int32_t resetLine = LineOf(view, "reset:");
-        QCOMPARE(view.SelectedLine(), resetLine);
-        QCOMPARE(view.Line(resetLine).substr(0, 15), std::string("8000 78        "));
-        const int32_t mainLine = LineOf(view, "main:");
-        Monitor().GotoFileLine(MainFile(), mainLine, true, false, false);
-        QCOMPARE(view.ToggleBreak(mainLine), ToggleOutcome::Set);
-        view.EnsureVisible(resetLine);
-
-        ui::DebugView& widget = MainWidget();
-        widget.resize(700, 600);
-        view.SetTopLine(resetLine - 2);
-        const QImage shot = widget.grab().toImage();
-        QCOMPARE(shot.pixelColor(2, 1), kStrip);
-        QCOMPARE(shot.pixelColor(widget.width() - 40, RowMiddle(widget, resetLine)), kCurrentRow);
-        view.SetTopLine(mainLine - 1);
-        const QImage marked = widget.grab().toImage();
-        QCOMPARE(marked.pixelColor(widget.RowPixels() / 2, RowMiddle(widget, mainLine)), kMark);
-
-        // The tip of a line whose bytes are cut off shows them, read from the target.
-        const int32_t tableLine = LineOf(view, "        .byte $E0, $D0, $B0, $70");
-        QVERIFY(tableLine > 0);
-        QCOMPARE(view.Line(tableLine).substr(13, 2), std::string(".."));
-        view.SetTopLine(tableLine);
-        QTest::mouseMove(&widget, QPoint(4, RowMiddle(widget, tableLine)));
-        QCOMPARE(widget.toolTip(), QString("E0 D0 B0 70 "));
-        QCOMPARE(widget.cursor().shape(), Qt::CrossCursor);
-
-        // The disassembly: the PC's row under the bar, a JSR with a dotted rule below it.
+        // The disassembly: the PC's row under the bar; its bar holds the PC's place.
         debugger_->Tabs()->setCurrentIndex(0);
         QCOMPARE(debugger_->FrontWidget(), static_cast<QWidget*>(debugger_->Disassembly()));
         ui::DisasmView& disasm = *debugger_->Disassembly();
@@ -191,7 +177,13 @@ private slots:
         QCOMPARE(QString::fromStdString(rows[0].Text), QString("   00:8000     78          SEI"));
         disasm.PCBar()->setValue(0);
         QCOMPARE(disasm.PCBar()->value(), ui::DisasmView::kHeldValue);
+
         Frame().Perform("mnuDbgPower");
+        QVERIFY(!Frame().Frame().Powered());
+        QCOMPARE(Frame().Frame().CurrentDesktop(), std::string("Source"));
+        QCOMPARE(Frame().Child("frmSource")->windowTitle(), QString("Source Editor"));
+        QVERIFY(!commands.Menu("mnuDbgRun").Enabled);
+        QCOMPARE(built_->studio.prompter.Boxes().size(), std::size_t(0));
     }
 
     void aPowerOnThatFailsLeavesTheEditorInFront() {
