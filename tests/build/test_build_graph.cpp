@@ -161,7 +161,6 @@ TEST(BuildGraph, CommandsExpandTheirPlaceholdersExactly) {
         std::string expanded;
     };
     const Row rows[] = {
-        {"C:\\p", "%tools%\\asm %i", "a.obj", {"a.asm"}, false, "C:\\p\\asm \"a.asm\" "},
         {"C:\\p",
          "asm %i -o %o -l %n.lst ; echo %o",
          "obj\\a.o",

@@ -23,36 +23,29 @@ TEST(QueueDispatcher, WorkRunsOnlyWhenTheOwningThreadAsksAndWhatItPostsRunsToo) 
     EXPECT_TRUE(order.empty());
     EXPECT_EQ(queue.RunPending(), 3);
     EXPECT_EQ(order, (std::vector<std::string>{"first", "second", "posted by first"}));
-    EXPECT_EQ(queue.RunPending(), 0);
-}
-
-TEST(QueueDispatcher, RunUntilStopsAsSoonAsTheConditionHoldsAndOtherwiseAtTheTimeout) {
-    QueueDispatcher dispatcher;
+    // RunUntil runs nothing for a condition that holds, stops as soon as it holds, and runs
+    // what is queued while it waits for one that never holds.
     int runs = 0;
     for (int i = 0; i < 3; ++i)
         dispatcher.post([&] { ++runs; });
-    EXPECT_TRUE(dispatcher.RunUntil([&] { return runs == 0; }, 0ms)) << "already true";
-    EXPECT_EQ(runs, 0);
-    EXPECT_TRUE(dispatcher.RunUntil([&] { return runs == 2; }, 0ms)) << "queued work still runs";
+    EXPECT_TRUE(queue.RunUntil([&] { return runs == 0; }, 0ms));
+    EXPECT_TRUE(queue.RunUntil([&] { return runs == 2; }, 0ms));
     EXPECT_EQ(runs, 2);
-    // The rest runs while waiting for a condition that never holds.
-    EXPECT_FALSE(dispatcher.RunUntil([] { return false; }, 50ms));
+    EXPECT_FALSE(queue.RunUntil([] { return false; }, 50ms));
     EXPECT_EQ(runs, 3);
 }
 
 TEST(QueueDispatcher, PostsFromSeveralThreadsRunOnTheOwningThreadInEachThreadsOrder) {
     QueueDispatcher dispatcher;
     const std::thread::id owner = std::this_thread::get_id();
-    constexpr int kThreads = 4;
-    constexpr int kEach = 250;
+    constexpr int kThreads = 4, kEach = 250;
     std::vector<std::vector<int>> seen(kThreads);
     int total = 0;
     bool allOnOwner = true;
     std::vector<std::thread> workers;
     for (int t = 0; t < kThreads; ++t)
         workers.emplace_back([&, t] {
-            // The first one waits, so that RunUntil is asleep when its work arrives.
-            if (t == 0)
+            if (t == 0) // so that RunUntil is asleep when this one's work arrives
                 std::this_thread::sleep_for(20ms);
             for (int i = 0; i < kEach; ++i)
                 dispatcher.post([&, t, i] {
@@ -66,11 +59,9 @@ TEST(QueueDispatcher, PostsFromSeveralThreadsRunOnTheOwningThreadInEachThreadsOr
         worker.join();
     ASSERT_TRUE(finished);
     EXPECT_TRUE(allOnOwner);
-    std::vector<int> expected(kEach);
-    for (int i = 0; i < kEach; ++i)
-        expected[i] = i;
     for (int t = 0; t < kThreads; ++t)
-        EXPECT_EQ(seen[t], expected) << "thread " << t;
+        for (int i = 0; i < kEach; ++i)
+            ASSERT_EQ(seen[t][i], i) << "thread " << t;
 }
 
 } // namespace

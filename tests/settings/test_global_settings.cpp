@@ -5,7 +5,6 @@
 #include "foundation/Error.h"
 #include "platform/FileSystem.h"
 #include "platform/ProgramFolder.h"
-#include "platform/Xml.h"
 #include "settings/GlobalSettings.h"
 #include "support/TempFolder.h"
 #include "support/TestDoubles.h"
@@ -214,11 +213,8 @@ TEST_F(GlobalSettingsTest, NumberAttributesAreReadInTheirOwnFormsAndFlagsAsTrueF
         {"IceEmuNo", "$0D", "0"}};
     for (const auto& [attr, text, value] : rows) {
         SCOPED_TRACE(std::string(attr) + "=\"" + text + '"');
-        platform::XmlDocument doc;
-        platform::XmlNode body = doc.AppendElement("Body");
-        body.SetAttribute("Model", "M");
-        body.SetAttribute(attr, text);
-        ASSERT_TRUE(settings.LoadXml(Settings(Mcu(doc.ToText()))));
+        ASSERT_TRUE(settings.LoadXml(
+            Settings(Mcu("<Body Model=\"M\" " + std::string(attr) + "=\"" + text + "\"/>"))));
         EXPECT_EQ(field(OnlyBody(), attr), value);
     }
     const std::pair<const char*, bool> flags[] = {{"True", true}, {"false", false}, {"TRUE", true},
