@@ -119,7 +119,8 @@ TEST_F(ApplianceCliTest, BadInputGivesAClearMessageAndANonZeroExit) {
         {Run("resave", "alien.apl"), 1, "not known"},
         {RunCli({"appliance", "show", Native("alien.apl")}), 1, "no global settings file"},
         {RunCli({"appliance"}), 2, "usage: tessarine-cli appliance"},
-        {RunCli({"appliance", "print", "x.apl"}), 2, "usage: tessarine-cli appliance"},
+        {RunCli({"appliance", "print", "x.apl"}), 2,
+         "tessarine-cli appliance: unknown command \"print\"\nusage: tessarine-cli appliance"},
         {RunCli({"appliance", "show", "x.apl", "--settings"}), 2,
          "usage: tessarine-cli appliance"}};
     for (const auto& [result, status, message] : rows) {
