@@ -255,5 +255,27 @@ TEST(FileSystemSave, KeepsModeLinksAndReadOnlyAndRemovesStaleTemporaries) {
     EXPECT_TRUE(fs::exists(folder.Native() / ".keep.txt.tmp1-0"));
 }
 
+TEST(FileSystemSave, ASaveOfAFileThisUserMayNotWriteIsRefusedWhereTheFolderWouldAllowIt) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "making a file of another user needs the superuser";
+    TempFolder folder;
+    const std::string path = folder.WriteFile("theirs.apl", "old");
+    fs::permissions(folder.Native(), fs::perms::all); // anyone may replace files in it
+    fs::permissions(folder.Native() / "theirs.apl",
+                    fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        std::string whyNot;
+        ::_exit(::setgid(65534) == 0 && ::setuid(65534) == 0 &&
+                        !WriteFileAtomic(path, "new", &whyNot) && whyNot == "the file is read-only"
+                    ? 0
+                    : 1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_EQ(folder.ReadFile("theirs.apl"), "old");
+}
+
 } // namespace
 } // namespace bx::platform
