@@ -1,5 +1,5 @@
-// The message pane's logic: posts and clears on the text, and the click rule that turns a
-// tool's "file(line): text" into a source file and line.
+// The message pane's logic: posts and clears on the text, the bounded tail it keeps, and the
+// click rule that turns a tool's "file(line): text" into a source file and line.
 #include "build/MessageMonitor.h"
 #include "foundation/Error.h"
 
@@ -8,31 +8,17 @@
 namespace bx {
 namespace {
 
-TEST(MessagePane, PostAppendsTheTextAndCrLf) {
-    MessageMonitor pane;
-    pane.PostMessage("Saving all open files.\r\n");
-    pane.PostMessage("Build completed.");
-    EXPECT_EQ(pane.Text(), "Saving all open files.\r\n\r\nBuild completed.\r\n");
-}
-
-TEST(MessagePane, ClearingLeavesAnEmptyTextAndTheNextPostIsTheOnlyContent) {
+TEST(MessagePane, PostsAppendCrLfSelectTheFirstOccurrenceAndAClearEmptiesTheText) {
     MessageMonitor pane;
     pane.PostMessage("old");
     pane.ClearMessages();
     EXPECT_EQ(pane.Text(), "");
-    pane.PostMessage("new");
-    EXPECT_EQ(pane.Text(), "new\r\n");
-}
-
-TEST(MessagePane, PostSelectsTheFirstOccurrenceOfItsText) {
-    MessageMonitor pane;
-    pane.PostMessage("first");
+    pane.PostMessage("Saving all open files.\r\n");
     pane.PostMessage("Build failed.");
-    EXPECT_EQ(pane.SelectionStart(), 7u);
+    pane.PostMessage("Build failed."); // the earlier one is what the pane shows
+    EXPECT_EQ(pane.Text(), "Saving all open files.\r\n\r\nBuild failed.\r\nBuild failed.\r\n");
+    EXPECT_EQ(pane.SelectionStart(), 26u);
     EXPECT_EQ(pane.SelectionLength(), 13u);
-    // The same text again: the earlier one is what the pane shows.
-    pane.PostMessage("Build failed.");
-    EXPECT_EQ(pane.SelectionStart(), 7u);
 }
 
 TEST(MessagePane, KeepsABoundedTailOfWholeLinesAndSaysSo) {
@@ -49,46 +35,28 @@ TEST(MessagePane, KeepsABoundedTailOfWholeLinesAndSaysSo) {
     EXPECT_EQ(pane.SourceAt(pane.Text().size() - 3), (FileLine{"main.asm", 7}));
 }
 
-TEST(PaneClick, ErrorLineGivesItsFileAndLineWhereverTheCaretStandsOnIt) {
-    const std::string text =
-        "Building\r\nmain.asm(42): Error: undefined symbol\r\nBuild failed.\r\n";
-    const std::size_t lineStart = text.find("main.asm");
-    for (std::size_t caret : {lineStart, lineStart + 5, text.find("symbol"),
-                              text.find("\r\nBuild failed") + 1 /* the LF of its end */}) {
-        auto target = FileLineAt(text, caret);
-        ASSERT_TRUE(target) << "caret " << caret;
-        EXPECT_EQ(*target, (FileLine{"main.asm", 42}));
-    }
-}
-
-TEST(PaneClick, TextBehindTheBracketPlaysNoPartAndPathsWithBlanksStayWhole) {
-    auto target = FileLineAt("C:\\my dir\\a.asm(7): e", 3);
-    ASSERT_TRUE(target);
-    EXPECT_EQ(*target, (FileLine{"C:\\my dir\\a.asm", 7}));
-    auto blanks = FileLineAt("x.asm( 12 ): warning", 0);
-    ASSERT_TRUE(blanks);
-    EXPECT_EQ(blanks->Line, 12);
-}
-
-TEST(PaneClick, LinesWithoutAMatchOnThemDoNothing) {
-    // No "):" on the clicked line, also when a later line has one.
-    EXPECT_FALSE(FileLineAt("plain text\r\nmain.asm(3): e\r\n", 2));
-    // A line that begins with "):".
-    EXPECT_FALSE(FileLineAt("ok\r\n): odd\r\n", 5));
-    // No "):" anywhere, an empty pane, and a caret past the end.
-    EXPECT_FALSE(FileLineAt("Build completed.\r\n", 4));
-    EXPECT_FALSE(FileLineAt("", 0));
-    EXPECT_FALSE(FileLineAt("a(1): x\r\n", 500));
-}
-
-TEST(PaneClick, CaretOnTheLastLineOfAPaneWithoutItsEndStillCounts) {
-    auto target = FileLineAt("x\r\nb.asm(9): e", 12);
-    ASSERT_TRUE(target);
-    EXPECT_EQ(*target, (FileLine{"b.asm", 9}));
-}
-
-TEST(PaneClick, MalformedErrorLinesRaiseAConversionError) {
-    // "a(b(3): x": the file is "a" and "b(3" isn't a number.
+TEST(PaneClick, AnErrorLineGivesItsFileAndLineWhereverTheCaretStandsOnIt) {
+    const std::string text = "Building\r\nmain.asm(42): Error: undefined symbol\r\nBuild failed.";
+    const std::size_t start = text.find("main.asm");
+    for (std::size_t caret : {start, start + 5, text.find("symbol"), text.find("\r\nBuild") + 1})
+        EXPECT_EQ(FileLineAt(text, caret), (FileLine{"main.asm", 42})) << caret;
+    // What follows the bracket plays no part, a path with blanks stays whole, blanks and a sign
+    // around the number are allowed, and the last line counts without its end.
+    const std::tuple<const char*, std::size_t, FileLine> rows[] = {
+        {"C:\\my dir\\a.asm(7): e", 3, {"C:\\my dir\\a.asm", 7}},
+        {"x.asm( 12 ): warning", 0, {"x.asm", 12}},
+        {"x.asm(+12): warning", 0, {"x.asm", 12}},
+        {"x\r\nb.asm(9): e", 12, {"b.asm", 9}}};
+    for (const auto& [line, caret, target] : rows)
+        EXPECT_EQ(FileLineAt(line, caret), target) << line;
+    // No "):" on the clicked line (also when a later line has one), one at the line's start,
+    // an empty pane and a caret past the end do nothing.
+    for (const auto& [line, caret] : {std::pair{"plain text\r\nmain.asm(3): e\r\n", 2},
+                                      {"ok\r\n): odd\r\n", 5},
+                                      {"", 0},
+                                      {"a(1): x\r\n", 500}})
+        EXPECT_FALSE(FileLineAt(line, caret)) << line;
+    // A malformed error line is a conversion error: "a(b(3): x" names the file "a".
     for (const char* line :
          {"a(b(3): x", "no bracket): x", "f(): x", "f(12a): x", "f(-): x", "f(99999999999): x"}) {
         try {
@@ -98,14 +66,6 @@ TEST(PaneClick, MalformedErrorLinesRaiseAConversionError) {
             EXPECT_EQ(error.Number, 13) << line;
         }
     }
-}
-
-TEST(PaneClick, MonitorAppliesTheRuleToItsOwnText) {
-    MessageMonitor pane;
-    pane.PostMessage("main.asm(5): Error: Unexpected trailing garbage characters\r\n");
-    pane.PostMessage("Build failed.");
-    EXPECT_EQ(pane.SourceAt(1), (FileLine{"main.asm", 5}));
-    EXPECT_FALSE(pane.SourceAt(pane.Text().find("Build failed.")));
 }
 
 } // namespace

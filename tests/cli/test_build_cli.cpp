@@ -16,7 +16,6 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <regex>
-#include <sstream>
 
 namespace bx::cli {
 namespace {
@@ -57,10 +56,8 @@ protected:
         ASSERT_TRUE(settings.LoadXml(kSettings));
         Appliance tpl;
         tpl.Settings = &settings;
-        tpl.Title = "KTR310";
+        tpl.Title = tpl.Model = tpl.ModelParam = "KTR310";
         tpl.Family = "KTR";
-        tpl.Model = "KTR310";
-        tpl.ModelParam = "KTR310";
         tpl.OPClock = "4 MHz";
         tpl.Folder = program.Sub("Templates\\Sarnova\\KTR310\\");
         tpl.BuildAssociations().Add("asm", "ca65 -g %i -o %o", "o");
@@ -80,92 +77,22 @@ protected:
     test::TempFolder work;
 };
 
-TEST_F(BuildCliTest, NewRunsTheWizardAndSavesTheAppliance) {
-    auto result = RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("demo")});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out, "Appliance created.\nwrote " + Apl("demo") + "\n");
-    EXPECT_EQ(result.err, "");
-    EXPECT_EQ(platform::ListFolder(work.Sub("demo")),
-              (std::vector<std::string>{"demo.apl", "main.asm", "rom.cfg"}));
-    test::ScriptedPrompter quiet;
-    GlobalSettings settings(quiet);
-    ASSERT_TRUE(settings.LoadXml(kSettings));
-    Appliance saved;
-    saved.Settings = &settings;
-    ASSERT_TRUE(saved.Load(platform::FromNativePath(Apl("demo"))));
-    EXPECT_EQ(saved.BuildTargets().Count(), 3u);
-    EXPECT_EQ(saved.RunTarget()->OutputPath, "demo.rom");
-}
-
-TEST_F(BuildCliTest, NewIntoAnExistingFolderPrintsTheWizardsBoxAndFails) {
-    std::filesystem::create_directory(work.Native() / "taken");
-    auto result = RunCli({"new", "--body", "KTR310", "--name", "taken", "--dir", Dir("taken")});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("Appliance Wizard: Directory already exists or directory is "
-                              "read-only. Please select another directory.\n"),
-              std::string::npos)
-        << result.err;
-}
-
-TEST_F(BuildCliTest, NewThatCannotSaveLeavesNothingBehindAndSaysNothingWasCreated) {
-    // A template naming a body the settings don't have: the wizard makes the folder, the save
-    // can't name the option attributes.
-    const std::string tpl = program.ReadFile("Templates/Sarnova/KTR310/KTR310.tpl");
-    program.WriteFile("Templates/Sarnova/KTR310/KTR310.tpl",
-                      std::regex_replace(tpl, std::regex("Model=\"KTR310\""), "Model=\"KTR999\""));
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        auto result =
-            RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("parent/demo")});
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out, "");
-        EXPECT_NE(result.err.find("KTR999"), std::string::npos) << result.err;
-        EXPECT_NE(result.err.find("nothing was kept: " + Dir("parent") + " was removed again"),
-                  std::string::npos)
-            << result.err;
-        EXPECT_TRUE(platform::ListFolder(work.Path()).empty());
-    }
-}
-
-TEST_F(BuildCliTest, NewWithSettingsOfARefusedVersionSaysSo) {
-    program.WriteFile("old.gss", std::regex_replace(std::string(kSettings),
-                                                    std::regex("v 00.00.001"), "v 09.09.009"));
-    auto result = RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("demo"),
-                          "--settings", program.Native().string() + "/old.gss"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("are of a version this program doesn't read"), std::string::npos)
-        << result.err;
-    EXPECT_EQ(result.err.find("not found"), std::string::npos) << result.err;
-}
-
-TEST_F(BuildCliTest, NewWithoutItsRequiredOptionsIsAUsageError) {
-    EXPECT_EQ(RunCli({"new", "--name", "x", "--dir", Dir("x")}).status, 2);
-    EXPECT_EQ(RunCli({"new", "--body", "KTR310", "--name"}).status, 2);
-    EXPECT_EQ(RunCli({"build"}).status, 2);
-    EXPECT_EQ(RunCli({"build", "a.apl", "--rebuild", "--clean"}).status, 2);
-    EXPECT_EQ(RunCli({"build", "a.apl", "--fast"}).status, 2);
-}
-
-TEST_F(BuildCliTest, NewFromARomImageCopiesTheImage) {
-    const std::string rom = work.WriteFile("game.rom", std::string(16384, '\0'));
-    auto result = RunCli({"new", "--body", "KTR310", "--name", "game", "--dir", Dir("game"),
-                          "--rom", platform::ToNativePath(rom)});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_TRUE(platform::FileExists(work.Sub("game\\game.rom")));
-    EXPECT_TRUE(platform::FileExists(work.Sub("game\\game.apl")));
-}
-
-TEST_F(BuildCliTest, NewThenBuildGivesTheRomAndTheDebugFile) {
+TEST_F(BuildCliTest, NewThenBuildGivesTheRomAndTheDebugFileAndCleanAsksFirst) {
     if (!HaveTools())
         GTEST_SKIP() << "ca65, ld65 or make is not installed; the real build can't run";
-    ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("demo")}).status,
-              0);
+    auto made = RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("demo")});
+    EXPECT_EQ(made.status, 0) << made.err;
+    EXPECT_EQ(made.out, "Appliance created.\nwrote " + Apl("demo") + "\n");
+    EXPECT_EQ(made.err, "");
+    EXPECT_EQ(platform::ListFolder(work.Sub("demo")),
+              (std::vector<std::string>{"demo.apl", "main.asm", "rom.cfg"}));
     auto result = RunCli({"build", Apl("demo")});
     EXPECT_EQ(result.status, 0) << result.out << result.err;
     EXPECT_EQ(
         result.out.rfind("Saving all open files.\n\nBuilding files that are out-of-date.\n\n", 0),
         0u)
         << result.out;
-    EXPECT_EQ(result.out.substr(result.out.size() - 17), "Build completed.\n");
+    EXPECT_TRUE(result.out.ends_with("Build completed.\n"));
     EXPECT_EQ(platform::FileSize(work.Sub("demo\\demo.rom")).value_or(0), 32768u);
     EXPECT_TRUE(platform::FileExists(work.Sub("demo\\demo.sym")));
 
@@ -178,36 +105,20 @@ TEST_F(BuildCliTest, NewThenBuildGivesTheRomAndTheDebugFile) {
     auto cleaned = RunCli({"build", Apl("demo"), "--clean", "--yes"});
     EXPECT_EQ(cleaned.out, "Cleaned up intermediate files.\n");
     EXPECT_FALSE(platform::FileExists(work.Sub("demo\\demo.rom")));
-    EXPECT_FALSE(platform::FileExists(work.Sub("demo\\main.o")) &&
-                 platform::FileExists(work.Sub("demo\\demo.sym")));
-}
 
-TEST_F(BuildCliTest, BuildWithASyntaxErrorPrintsTheToolsLineAndFails) {
-    if (!HaveTools())
-        GTEST_SKIP() << "ca65, ld65 or make is not installed; the real build can't run";
-    ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "bad", "--dir", Dir("bad")}).status, 0);
-    work.WriteFile("bad/main.asm", "reset: jmp reset\n  bogus x\n");
-    auto result = RunCli({"build", Apl("bad"), "--rebuild", "--yes"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.out.find("\nmain.asm(2): Error: "), std::string::npos) << result.out;
-    EXPECT_EQ(result.out.substr(result.out.size() - 14), "Build failed.\n");
+    // A syntax error comes back as the tool's line, and the build fails.
+    work.WriteFile("demo/main.asm", "reset: jmp reset\n  bogus x\n");
+    auto bad = RunCli({"build", Apl("demo"), "--rebuild", "--yes"});
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_NE(bad.out.find("\nmain.asm(2): Error: "), std::string::npos) << bad.out;
+    EXPECT_TRUE(bad.out.ends_with("Build failed.\n"));
 }
 
 TEST_F(BuildCliTest, HangingToolIsStoppedByTheTimeLimitOrASignalAndLeavesNothingBehind) {
     ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "hang", "--dir", Dir("hang")}).status,
               0);
     const std::string apl = work.ReadFile("hang/hang.apl");
-    auto withRunCommand = [&](const std::string& command) {
-        work.WriteFile("hang/hang.apl", std::regex_replace(apl, std::regex("Make=\"make %o\""),
-                                                           "Make=\"" + command + "\""));
-    };
-    struct Row {
-        std::string command;
-        std::vector<std::string> extra;
-        int status;
-        std::string note;
-    };
-    const Row rows[] = {
+    const std::tuple<std::string, std::vector<std::string>, int, std::string> rows[] = {
         {"sh -c &quot;echo waiting; sleep 30&quot;",
          {"--timeout", "1"},
          1,
@@ -216,30 +127,19 @@ TEST_F(BuildCliTest, HangingToolIsStoppedByTheTimeLimitOrASignalAndLeavesNothing
         {"sh -c &quot;echo waiting; kill -TERM $PPID; sleep 30&quot;",
          {},
          128 + SIGTERM,
-         "waiting\nThe build was stopped before the tool ended.\n"},
-    };
-    for (const Row& row : rows) {
-        withRunCommand(row.command);
+         "waiting\nThe build was stopped before the tool ended.\n"}};
+    for (const auto& [command, extra, status, note] : rows) {
+        work.WriteFile("hang/hang.apl", std::regex_replace(apl, std::regex("Make=\"make %o\""),
+                                                           "Make=\"" + command + "\""));
         std::vector<std::string> args{"build", Apl("hang")};
-        args.insert(args.end(), row.extra.begin(), row.extra.end());
+        args.insert(args.end(), extra.begin(), extra.end());
         auto result = RunCli(args);
-        EXPECT_EQ(result.status, row.status) << result.out << result.err;
-        EXPECT_NE(result.out.find(row.note), std::string::npos) << result.out;
+        EXPECT_EQ(result.status, status) << result.out << result.err;
+        EXPECT_NE(result.out.find(note), std::string::npos) << result.out;
         EXPECT_TRUE(result.out.ends_with("Build failed.\n")) << result.out;
         for (const std::string& name : platform::ListFolder(program.Path()))
             EXPECT_TRUE(name.rfind("vki", 0) != 0 && name.rfind("vko", 0) != 0) << name;
     }
-    EXPECT_EQ(RunCli({"build", Apl("hang"), "--timeout", "-1"}).status, 2);
-}
-
-TEST_F(BuildCliTest, BuildOfAnApplianceWithoutStepsWarnsAndPrintsNoPane) {
-    auto made = RunCli({"new", "--body", "KTR310", "--name", "rom", "--dir", Dir("rom"), "--rom",
-                        platform::ToNativePath(work.WriteFile("rom.bin", "x"))});
-    ASSERT_EQ(made.status, 0) << made.err;
-    auto result = RunCli({"build", Apl("rom")});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "Warning: Nothing to build or no rules to build.\n");
 }
 
 TEST_F(BuildCliTest, ExternalBuildRunsTheSettingsBuilderWithItsCommandLine) {
@@ -254,14 +154,52 @@ TEST_F(BuildCliTest, ExternalBuildRunsTheSettingsBuilderWithItsCommandLine) {
                               program.Native().string() + "// -MB KTR310 -MP 0 -MS -M2 main.asm"),
               std::string::npos)
         << result.out;
-    // The builder wrote only the ROM; no Makefile was written.
     EXPECT_FALSE(platform::FileExists(work.Sub("ext\\Makefile")));
 }
 
-TEST_F(BuildCliTest, BuildOfAMissingFileFails) {
-    auto result = RunCli({"build", Dir("none.apl")});
+TEST_F(BuildCliTest, BadInputGivesAClearMessageAndANonZeroExit) {
+    std::filesystem::create_directory(work.Native() / "taken");
+    program.WriteFile("old.gss", std::regex_replace(std::string(kSettings),
+                                                    std::regex("v 00.00.001"), "v 09.09.009"));
+    const std::tuple<std::vector<std::string>, int, std::string> rows[] = {
+        {{"new", "--body", "KTR310", "--name", "taken", "--dir", Dir("taken")},
+         1,
+         "Appliance Wizard: Directory already exists or directory is read-only. Please select "
+         "another directory.\n"},
+        {{"new", "--body", "KTR310", "--name", "x", "--dir", Dir("x"), "--settings",
+          program.Native().string() + "/old.gss"},
+         1,
+         "are of a version this program doesn't read"},
+        {{"build", Dir("none.apl")}, 1, "no such file"},
+        {{"new", "--name", "x", "--dir", Dir("x")}, 2, "usage: tessarine-cli new"},
+        {{"new", "--body", "KTR310", "--name"}, 2, "usage: tessarine-cli new"},
+        {{"build"}, 2, "usage: tessarine-cli build"},
+        {{"build", "a.apl", "--rebuild", "--clean"}, 2, "usage: tessarine-cli build"},
+        {{"build", "a.apl", "--fast"}, 2, "usage: tessarine-cli build"},
+        {{"build", "a.apl", "--timeout", "-1"}, 2, "usage: tessarine-cli build"}};
+    for (const auto& [args, status, message] : rows) {
+        auto result = RunCli(args);
+        EXPECT_EQ(result.status, status) << message;
+        EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+    }
+    EXPECT_EQ(platform::ListFolder(work.Path()), std::vector<std::string>{"taken"});
+}
+
+TEST_F(BuildCliTest, NewThatCannotSaveLeavesNothingBehindAndSaysNothingWasCreated) {
+    // A template naming a body the settings don't have: the wizard makes the folder, the save
+    // can't name the option attributes.
+    const std::string tpl = program.ReadFile("Templates/Sarnova/KTR310/KTR310.tpl");
+    program.WriteFile("Templates/Sarnova/KTR310/KTR310.tpl",
+                      std::regex_replace(tpl, std::regex("Model=\"KTR310\""), "Model=\"KTR999\""));
+    auto result =
+        RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("parent/demo")});
     EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("no such file"), std::string::npos);
+    EXPECT_EQ(result.out, "");
+    EXPECT_NE(result.err.find("KTR999"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("nothing was kept: " + Dir("parent") + " was removed again"),
+              std::string::npos)
+        << result.err;
+    EXPECT_TRUE(platform::ListFolder(work.Path()).empty());
 }
 
 } // namespace

@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <memory>
-#include <sstream>
 
 namespace bx::cli {
 namespace {
@@ -14,127 +12,93 @@ namespace {
 using test::CliResult;
 using test::RunCli;
 
-std::vector<std::string> Lines(const std::string& text) {
-    std::istringstream in(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    return lines;
-}
-
-// The banked program of the test support, built once for the suite; its debug file is passed
-// in the operating system's form, as a person types it.
-class SymbolsCommand : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        if (!test::Cc65Available())
-            return;
-        folder_ = std::make_unique<test::TempFolder>();
-        test::Cc65Build build = test::BuildBankedProgram(*folder_);
-        log_ = build.Log;
-        built_ = build.Ok;
-    }
-    static void TearDownTestSuite() { folder_.reset(); }
-    void SetUp() override {
-        if (!test::Cc65Available())
-            GTEST_SKIP() << test::kNoCc65;
-        ASSERT_TRUE(built_) << log_;
-        sym = (folder_->Native() / "rom.sym").string();
-    }
-    std::string sym;
-
-private:
-    static inline std::unique_ptr<test::TempFolder> folder_;
-    static inline std::string log_;
-    static inline bool built_ = false;
-};
-
-TEST_F(SymbolsCommand, FilesListsIndexFolderAndNameOfEachFile) {
-    CliResult r = RunCli({"symbols", sym, "--files"});
-    EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(Lines(r.out), (std::vector<std::string>{
-                                R"({"index": 0, "folder": "", "name": "main.asm"})",
-                                R"({"index": 1, "folder": "inc", "name": "macros.inc"})",
-                                R"({"index": 2, "folder": "src", "name": "b1.asm"})",
-                                R"({"index": 3, "folder": "src", "name": "b2.asm"})",
-                            }));
-}
-
-TEST_F(SymbolsCommand, AddressAndLineQueriesAnswerInTheOrderGiven) {
+// The banked program of the test support; its debug file is passed in the operating system's
+// form, as a person types it.
+TEST(SymbolsCommand, FilesAddressesLinesAndSymbolsAreAnsweredAsJsonLines) {
+    if (!test::Cc65Available())
+        GTEST_SKIP() << test::kNoCc65;
+    test::TempFolder folder;
+    const test::Cc65Build build = test::BuildBankedProgram(folder);
+    ASSERT_TRUE(build.Ok) << build.Log;
+    const std::string sym = (folder.Native() / "rom.sym").string();
+    CliResult files = RunCli({"symbols", sym, "--files"});
+    EXPECT_EQ(files.status, 0) << files.err;
+    EXPECT_EQ(files.out, R"({"index": 0, "folder": "", "name": "main.asm"})"
+                         "\n"
+                         R"({"index": 1, "folder": "inc", "name": "macros.inc"})"
+                         "\n"
+                         R"({"index": 2, "folder": "src", "name": "b1.asm"})"
+                         "\n"
+                         R"({"index": 3, "folder": "src", "name": "b2.asm"})"
+                         "\n");
+    // Queries are answered in the order given.
     CliResult r = RunCli({"symbols", sym, "--address", "01:4006", "--line", "2:10", "--address",
                           "00:0200", "--line", "0:14", "--address", "0:8004"});
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(Lines(r.out), (std::vector<std::string>{
-                                R"({"address": "01:4006", "found": true, "file": 2, "line": 9})",
-                                R"({"file": 2, "line": 10, "address": "01:4008"})",
-                                R"({"address": "00:0200", "found": false})",
-                                R"({"file": 0, "line": 14, "address": null})",
-                                R"({"address": "00:8004", "found": true, "file": 0, "line": 13})",
-                            }));
-}
-
-TEST_F(SymbolsCommand, SymbolsAreListedWithBankAddressAndKindAndCodeFilters) {
+    EXPECT_EQ(r.out, R"({"address": "01:4006", "found": true, "file": 2, "line": 9})"
+                     "\n"
+                     R"({"file": 2, "line": 10, "address": "01:4008"})"
+                     "\n"
+                     R"({"address": "00:0200", "found": false})"
+                     "\n"
+                     R"({"file": 0, "line": 14, "address": null})"
+                     "\n"
+                     R"({"address": "00:8004", "found": true, "file": 0, "line": 13})"
+                     "\n");
     CliResult all = RunCli({"symbols", sym, "--symbols"});
-    EXPECT_EQ(all.status, 0) << all.err;
-    std::vector<std::string> lines = Lines(all.out);
-    EXPECT_EQ(lines.size(), 9u);
-    auto has = [&lines](const std::string& line) {
-        return std::find(lines.begin(), lines.end(), line) != lines.end();
-    };
-    EXPECT_TRUE(has(R"({"name": "bank1fn", "address": "01:4002", "kind": "Code"})")) << all.out;
-    EXPECT_TRUE(has(R"({"name": "buffer", "address": "00:0200", "kind": "Data"})")) << all.out;
-    EXPECT_TRUE(has(R"({"name": "PORTVAL", "address": "00:0010", "kind": "Equate"})")) << all.out;
+    EXPECT_EQ(std::count(all.out.begin(), all.out.end(), '\n'), 9);
+    for (const char* line : {R"({"name": "bank1fn", "address": "01:4002", "kind": "Code"})",
+                             R"({"name": "buffer", "address": "00:0200", "kind": "Data"})",
+                             R"({"name": "PORTVAL", "address": "00:0010", "kind": "Equate"})"})
+        EXPECT_NE(all.out.find(std::string(line) + "\n"), std::string::npos) << all.out;
     CliResult code = RunCli({"symbols", sym, "--symbols", "--code"});
-    EXPECT_EQ(Lines(code.out).size(), 6u);
+    EXPECT_EQ(std::count(code.out.begin(), code.out.end(), '\n'), 6);
     EXPECT_EQ(code.out.find("Data"), std::string::npos);
-}
-
-TEST_F(SymbolsCommand, UsageErrorsExitWithTwo) {
-    for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
-             {"symbols"},
-             {"symbols", sym},
-             {"symbols", sym, "--address"},
-             {"symbols", sym, "--address", "4006"},
-             {"symbols", sym, "--address", "01:10000"},
-             {"symbols", sym, "--line", "2"},
-             {"symbols", sym, "--line", "x:1"},
-             {"symbols", sym, "--code"},
-             {"symbols", sym, "--bogus"},
-             {"symbols", sym, sym, "--files"},
-         }) {
-        CliResult r = RunCli(args);
-        EXPECT_EQ(r.status, 2) << args.size();
-        EXPECT_NE(r.err.find("symbols: "), std::string::npos);
-        EXPECT_EQ(r.out, "");
+    for (const std::vector<std::string>& args :
+         std::vector<std::vector<std::string>>{{"symbols"},
+                                               {"symbols", sym},
+                                               {"symbols", sym, "--address"},
+                                               {"symbols", sym, "--address", "4006"},
+                                               {"symbols", sym, "--address", "01:10000"},
+                                               {"symbols", sym, "--line", "2"},
+                                               {"symbols", sym, "--line", "x:1"},
+                                               {"symbols", sym, "--code"},
+                                               {"symbols", sym, "--bogus"},
+                                               {"symbols", sym, sym, "--files"}}) {
+        CliResult usage = RunCli(args);
+        EXPECT_EQ(usage.status, 2) << args.back();
+        EXPECT_NE(usage.err.find("symbols: "), std::string::npos);
+        EXPECT_EQ(usage.out, "");
     }
 }
 
-TEST(SymbolsCommandFailures, AFileThatCantBeReadExitsWithOneAndSaysWhy) {
+TEST(SymbolsCommandFailures, AFileThatCantBeReadExitsWithOneAndNamesAreEscapedAsJson) {
     test::TempFolder folder;
-    CliResult missing = RunCli({"symbols", (folder.Native() / "none.sym").string(), "--files"});
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_NE(missing.err.find("Can't read the symbol file"), std::string::npos) << missing.err;
-    EXPECT_EQ(missing.out, "");
-
     folder.WriteFile("bad.sym", "version\tmajor=3,minor=0\n");
-    CliResult refused = RunCli({"symbols", (folder.Native() / "bad.sym").string(), "--files"});
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_NE(refused.err.find("version 3.0"), std::string::npos) << refused.err;
-}
-
-TEST(SymbolsCommandFailures, NamesAreEscapedAsJson) {
-    test::TempFolder folder;
     folder.WriteFile("q.sym", "version\tmajor=2,minor=0\n"
                               "info\tfile=1,line=0,mod=0,seg=0,span=0,scope=0,sym=0\n"
                               "file\tid=0,name=\"dir\\\\tab\tx.asm\",size=1,mtime=0x1,mod=0\n");
+    for (const auto& [file, message] :
+         {std::pair{"none.sym", "Can't read the symbol file"}, {"bad.sym", "version 3.0"}}) {
+        CliResult r = RunCli({"symbols", (folder.Native() / file).string(), "--files"});
+        EXPECT_EQ(r.status, 1);
+        EXPECT_NE(r.err.find(message), std::string::npos) << r.err;
+        EXPECT_EQ(r.out, "");
+    }
     CliResult r = RunCli({"symbols", (folder.Native() / "q.sym").string(), "--files"});
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out, "{\"index\": 0, \"folder\": \"dir\\\\\", \"name\": \"tab\\tx.asm\"}\n");
 }
 
-TEST(SymbolsCommandFailures, TheHelpListsTheCommand) {
-    CliResult r = RunCli({"--help"});
-    EXPECT_NE(r.out.find("symbols FILE.sym"), std::string::npos);
+TEST(CliMain, TheHelpListsEveryCommandAndAnUnknownOneIsNamedInQuotes) {
+    CliResult help = RunCli({"--help"});
+    EXPECT_EQ(help.status, 0);
+    for (const char* command : {"appliance", "settings", "new", "build", "symbols FILE.sym"})
+        EXPECT_NE(help.out.find(command), std::string::npos) << command;
+    CliResult unknown = RunCli({"frobnicate"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_EQ(unknown.err.rfind("tessarine-cli: unknown command \"frobnicate\"\n", 0), 0u)
+        << unknown.err;
 }
 
 } // namespace

@@ -12,50 +12,36 @@ std::vector<std::string> Keys(const KeyedCollection<int>& collection) {
     return keys;
 }
 
-TEST(KeyedCollection, KeepsInsertionOrderAndGivesNullForUnknownKeys) {
+TEST(KeyedCollection, KeepsOrderRefusesDuplicatesAndKeepsLookupsRightAcrossChanges) {
     KeyedCollection<int> collection;
     EXPECT_EQ(collection.First(), nullptr);
-    collection.Add("b", std::make_shared<int>(2));
-    collection.Add("a", std::make_shared<int>(1));
-    collection.Add("c", std::make_shared<int>(3));
-    EXPECT_EQ(Keys(collection), (std::vector<std::string>{"b", "a", "c"}));
-    EXPECT_EQ(*collection.First(), 2);
-    EXPECT_EQ(*collection.Item("a"), 1);
-    EXPECT_EQ(collection.Item("A"), nullptr) << "keys compare case-sensitively";
+    for (int i : {3, 0, 1, 2, 4})
+        collection.Add(std::to_string(i), std::make_shared<int>(i));
+    EXPECT_EQ(*collection.First(), 3);
+    EXPECT_EQ(collection.Item("x"), nullptr);
     EXPECT_EQ(collection.Item(""), nullptr);
-}
-
-TEST(KeyedCollection, DuplicateKeyIsAnErrorForAddAndRefusedByTryAdd) {
-    KeyedCollection<int> collection;
-    collection.Add("k", std::make_shared<int>(1));
     try {
-        collection.Add("k", std::make_shared<int>(2));
-        FAIL() << "a second item under one key must be refused";
+        collection.Add("1", std::make_shared<int>(7));
+        ADD_FAILURE() << "a second item under one key must be refused";
     } catch (const BxError& error) {
         EXPECT_EQ(error.Number, errors::kDuplicateKey);
     }
-    EXPECT_FALSE(collection.TryAdd("k", std::make_shared<int>(3)));
-    EXPECT_EQ(collection.Count(), 1u);
-    EXPECT_EQ(*collection.Item("k"), 1);
-}
-
-TEST(KeyedCollection, RemovingAndInsertingKeepsLookupsRight) {
-    KeyedCollection<int> collection;
-    for (int i = 0; i < 5; ++i)
-        collection.Add(std::to_string(i), std::make_shared<int>(i));
+    EXPECT_FALSE(collection.TryAdd("1", std::make_shared<int>(7)));
+    EXPECT_EQ(*collection.Item("1"), 1);
     EXPECT_TRUE(collection.Remove("1"));
     EXPECT_FALSE(collection.Remove("1"));
-    EXPECT_TRUE(collection.TryInsertAt(0, "x", std::make_shared<int>(42)));
-    EXPECT_EQ(Keys(collection), (std::vector<std::string>{"x", "0", "2", "3", "4"}));
-    // Every remaining key still finds its own item after the shifts.
-    for (const auto& entry : collection)
-        EXPECT_EQ(collection.Item(entry.key), entry.item);
+    EXPECT_TRUE(collection.TryInsertAt(0, "X", std::make_shared<int>(42)));
+    EXPECT_FALSE(collection.TryInsertAt(0, "X", std::make_shared<int>(43)));
     collection.RemoveAt(2);
-    EXPECT_EQ(collection.Item("2"), nullptr);
-    EXPECT_EQ(*collection.Item("4"), 4);
+    EXPECT_EQ(Keys(collection), (std::vector<std::string>{"X", "3", "2", "4"}));
+    // Every remaining key still finds its own item after the shifts; keys are case-sensitive.
+    for (const auto& entry : collection)
+        EXPECT_EQ(collection.Item(entry.key), entry.item) << entry.key;
+    EXPECT_EQ(collection.Item("x"), nullptr);
+    EXPECT_EQ(collection.Item("0"), nullptr);
     collection.Clear();
     EXPECT_TRUE(collection.Empty());
-    EXPECT_EQ(collection.Item("x"), nullptr);
+    EXPECT_EQ(collection.Item("X"), nullptr);
 }
 
 } // namespace

@@ -13,64 +13,48 @@
 // Every write goes straight to the descriptor, so the order of the two streams in a shared
 // file is the order of the steps.
 #include <cstdlib>
-#include <cstring>
 #include <string>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 void Write(int fd, const std::string& text) {
-    const char* data = text.data();
-    std::size_t left = text.size();
-    while (left > 0) {
-        ssize_t written = ::write(fd, data, left);
+    for (std::size_t done = 0; done < text.size();) {
+        const ssize_t written = ::write(fd, text.data() + done, text.size() - done);
         if (written <= 0)
             std::_Exit(99);
-        data += written;
-        left -= static_cast<std::size_t>(written);
+        done += static_cast<std::size_t>(written);
     }
-}
-
-bool Starts(const char* arg, const char* prefix, std::string& rest) {
-    std::size_t n = std::strlen(prefix);
-    if (std::strncmp(arg, prefix, n) != 0)
-        return false;
-    rest = arg + n;
-    return true;
 }
 } // namespace
 
 int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
-        std::string rest;
-        if (Starts(argv[i], "--out=", rest)) {
-            Write(1, rest + "\n");
-        } else if (Starts(argv[i], "--err=", rest)) {
-            Write(2, rest + "\n");
-        } else if (Starts(argv[i], "--raw=", rest)) {
-            Write(1, rest);
-        } else if (std::strcmp(argv[i], "--cwd") == 0) {
+        const std::string arg = argv[i];
+        const std::string step = arg.substr(0, arg.find('=') + 1);
+        const std::string value = arg.substr(step.size());
+        if (step == "--out=" || step == "--err=") {
+            Write(step == "--out=" ? 1 : 2, value + "\n");
+        } else if (step == "--raw=") {
+            Write(1, value);
+        } else if (step == "--exit=") {
+            return std::atoi(value.c_str());
+        } else if (step == "--sleep=") {
+            ::usleep(static_cast<useconds_t>(std::atoi(value.c_str())) * 1000u);
+        } else if (arg == "--cwd") {
             char buffer[4096];
             Write(1, std::string(::getcwd(buffer, sizeof buffer) ? buffer : "?") + "\n");
-        } else if (std::strcmp(argv[i], "--stdin") == 0) {
+        } else if (arg == "--stdin") {
             char buffer[256];
             std::size_t total = 0;
-            ssize_t n;
-            while ((n = ::read(0, buffer, sizeof buffer)) > 0)
+            for (ssize_t n; (n = ::read(0, buffer, sizeof buffer)) > 0;)
                 total += static_cast<std::size_t>(n);
             Write(1, "stdin:" + std::to_string(total) + "\n");
-        } else if (std::strcmp(argv[i], "--args") == 0) {
-            for (++i; i < argc; ++i)
+        } else if (arg == "--args") {
+            while (++i < argc)
                 Write(1, std::string("[") + argv[i] + "]\n");
-        } else if (Starts(argv[i], "--exit=", rest)) {
-            return std::atoi(rest.c_str());
-        } else if (Starts(argv[i], "--sleep=", rest)) {
-            ::usleep(static_cast<useconds_t>(std::atoi(rest.c_str())) * 1000u);
-        } else if (std::strcmp(argv[i], "--pid") == 0) {
+        } else if (arg == "--pid" || (arg == "--spawn" && ::fork() == 0)) {
             Write(1, "pid:" + std::to_string(::getpid()) + "\n");
-        } else if (std::strcmp(argv[i], "--spawn") == 0) {
-            if (::fork() == 0) {
-                Write(1, "pid:" + std::to_string(::getpid()) + "\n");
+            if (arg == "--spawn") {
                 ::sleep(60);
                 std::_Exit(0);
             }
