@@ -8,20 +8,12 @@
 
 namespace bx::test {
 
-namespace {
-
-std::string Quote(const std::string& text) {
-    std::string out = "'";
-    for (char c : text) {
-        if (c == '\'')
-            out += "'\\''";
-        else
-            out += c;
-    }
-    return out + "'";
+std::string ShellQuoted(const std::string& text) {
+    std::string quoted = "'";
+    for (char c : text)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
 }
-
-} // namespace
 
 int RunCommand(const std::string& command, std::string& output) {
     output.clear();
@@ -56,14 +48,14 @@ Assembled Assemble(const TempFolder& folder, const std::string& source,
     const std::string bin = (dir / "prog.bin").string();
     const std::string labels = (dir / "prog.lbl").string();
     std::string log;
-    if (RunCommand("ca65 --cpu 65C02 -g -I " + Quote(includeFolder) + " -o " + Quote(obj) + " " +
-                       Quote((dir / "prog.s").string()),
+    if (RunCommand("ca65 --cpu 65C02 -g -I " + ShellQuoted(includeFolder) + " -o " +
+                       ShellQuoted(obj) + " " + ShellQuoted((dir / "prog.s").string()),
                    log) != 0) {
         result.Log = "ca65: " + log;
         return result;
     }
-    if (RunCommand("ld65 -C " + Quote(configPath) + " -Ln " + Quote(labels) + " -o " + Quote(bin) +
-                       " " + Quote(obj),
+    if (RunCommand("ld65 -C " + ShellQuoted(configPath) + " -Ln " + ShellQuoted(labels) + " -o " +
+                       ShellQuoted(bin) + " " + ShellQuoted(obj),
                    log) != 0) {
         result.Log = "ld65: " + log;
         return result;
