@@ -225,11 +225,16 @@ private slots:
             prompts_.Answer(row.answer);
             QCOMPARE(editor_->QueryUnload(), row.mayGo);
             QCOMPARE(platform::FileExists(folder_->Sub("demo.apl")), row.saved);
+            const RecordedBox& box = prompts_.Boxes().back();
+            QCOMPARE(box.title, std::string("Appliance Editor"));
+            QCOMPARE(box.text, std::string("The appliance settings have been modified.\r\nSave "
+                                           "changes to 'demo' before exiting?"));
+            QCOMPARE(box.buttons, Buttons::YesNoCancel);
+            QCOMPARE(box.icon, Icon::Question);
         }
-        QCOMPARE(prompts_.Boxes().back().text, std::string("The appliance settings have been "
-                                                           "modified.\r\nSave changes to 'demo' "
-                                                           "before exiting?"));
         QVERIFY(editor_->QueryUnload()); // saved: no question
+        editor_->SetAppliance(nullptr);
+        QVERIFY(editor_->QueryUnload());
         QCOMPARE(prompts_.Boxes().size(), std::size_t(3));
     }
 };
