@@ -110,10 +110,8 @@ TEST_F(ApplianceTreeTest, LoadRowsShowPlacesAndMoveTheNextFreePlace) {
     }
     LoadRowPlace place;
     ASSERT_TRUE(ReadLoadRowKey(LoadRows(appliance)[1].Key, place));
-    EXPECT_EQ(place.File, "b.bin");
-    EXPECT_EQ(place.Bank, 1);
-    EXPECT_EQ(place.Address, 0x4000);
-    EXPECT_EQ(place.Offset, 16);
+    EXPECT_TRUE(place.File == "b.bin" && place.Bank == 1 && place.Address == 0x4000 &&
+                place.Offset == 16);
 
     // Segments come first, in address order, with their ends in bank zero.
     appliance.ObjMaps().Add("CODE", 0x8000, 0x4000);
@@ -124,19 +122,18 @@ TEST_F(ApplianceTreeTest, LoadRowsShowPlacesAndMoveTheNextFreePlace) {
     EXPECT_EQ(withSegments[1].Icon, "Code");
 }
 
-TEST_F(ApplianceTreeTest, OptionsShowTheirNamesAndANinthItsDisableName) {
-    for (int i = 1; i <= 8; ++i)
+TEST_F(ApplianceTreeTest, OptionsShowTheirNamesAndInPlaceChoicesChangeOnlyWhatIsOffered) {
+    for (int i = 2; i <= 8; ++i)
         appliance.SetOptionAt(i, true);
     const std::vector<PaneRow> rows = SystemRows(appliance, &settings);
     ASSERT_EQ(rows.size(), 4u + 9u);
     EXPECT_EQ(rows[1].Cells, (std::vector<std::string>{"CPU", "KTR"}));
-    EXPECT_EQ(rows[4].Cells, (std::vector<std::string>{"WDT", "Enabled"}));
+    EXPECT_EQ(rows[4].Cells, (std::vector<std::string>{"WDT", "Disabled"}));
     EXPECT_EQ(rows[11].Cells[1], "On");
     EXPECT_EQ(rows[12].Cells, (std::vector<std::string>{"O9", "Nine off"}));
     EXPECT_FALSE(SystemChoices(appliance, settings, "O9")) << "a ninth option has no flag";
-}
 
-TEST_F(ApplianceTreeTest, InPlaceChoicesChangeTheModelOnlyWhenOffered) {
+    // In place, only what is offered changes the model.
     appliance.BuildAssociations().Add("obj", "ld65 -C ktr310.cfg %i", "rom");
     EXPECT_FALSE(ApplySystemChoice(appliance, settings, "O.P. Clock", "3 MHz"));
     EXPECT_FALSE(ApplySystemChoice(appliance, settings, "Family", "KTR"));

@@ -53,16 +53,6 @@ void FakeEmulator::MakeUnreadable(int32_t address, int32_t count) {
         unreadable_.insert(address + i);
 }
 
-void FakeEmulator::RaiseBreakHit(int32_t bank, int32_t address, int32_t cond) {
-    Running = false;
-    BreakHit(bank, address, cond);
-}
-
-int32_t FakeEmulator::BreakFlagsAt(int32_t address) const {
-    auto it = breakFlags_.find(address);
-    return it == breakFlags_.end() ? 0 : it->second;
-}
-
 // ---- Execution ----------------------------------------------------------------------------
 
 int32_t FakeEmulator::Reset() {

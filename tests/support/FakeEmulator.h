@@ -46,7 +46,10 @@ public:
     void MakeUnreadable(int32_t address, int32_t count);
     // Stops the target as if it had stopped by itself: Running becomes false and BreakHit is
     // raised at once (the test stands in for the Dispatcher's delivery).
-    void RaiseBreakHit(int32_t bank, int32_t address, int32_t cond);
+    void RaiseBreakHit(int32_t bank, int32_t address, int32_t cond) {
+        Running = false;
+        BreakHit(bank, address, cond);
+    }
 
     // The registers GetCpuState gives; nullopt makes it give nothing, like a silent ICE.
     std::optional<CpuState> Cpu = CpuState{};
@@ -123,7 +126,9 @@ public:
     // The hub the fake was attached to, or -1.
     int32_t AttachedHub = -1;
     // The breakpoint flags of one byte.
-    int32_t BreakFlagsAt(int32_t address) const;
+    int32_t BreakFlagsAt(int32_t address) const {
+        return breakFlags_.contains(address) ? breakFlags_.at(address) : 0;
+    }
 
 private:
     bool Exists(int32_t address, int32_t count) const;

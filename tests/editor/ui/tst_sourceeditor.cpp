@@ -23,6 +23,7 @@
 #include <QTextBlock>
 #include <QtTest>
 #include <filesystem>
+#include <map>
 
 using namespace bx;
 using namespace bx::test;
@@ -276,6 +277,8 @@ private slots:
     // find Next, replace All, Cancel; Replace when none are left), the texts afterwards, and
     // whether the pass ended with "The Search is Completed".
     void eachReplaceScopeThroughTheDialogs() {
+        const std::map<char, const char*> kStepButtons{
+            {'R', "cmdReplace"}, {'N', "cmdFindNext"}, {'A', "cmdReplaceAll"}, {'C', "cmdCancel"}};
         const struct {
             const char *scope, *button, *answers, *with, *one, *two;
             bool completed;
@@ -303,13 +306,9 @@ private slots:
             rig.dialogs.onDialog = [&](QDialog& dialog) {
                 if (dialog.objectName() == "wizReplaceNext") {
                     const char answer = answers.empty() ? 'R' : answers[0];
-                    if (!answers.empty())
-                        answers.erase(0, 1);
-                    const char* button = answer == 'N'   ? "cmdFindNext"
-                                         : answer == 'A' ? "cmdReplaceAll"
-                                         : answer == 'C' ? "cmdCancel"
-                                                         : "cmdReplace";
-                    QTest::mouseClick(dialog.findChild<QPushButton*>(button), Qt::LeftButton);
+                    answers.erase(0, answers.empty() ? 0 : 1);
+                    QTest::mouseClick(dialog.findChild<QPushButton*>(kStepButtons.at(answer)),
+                                      Qt::LeftButton);
                     return dialog.result();
                 }
                 dialog.findChild<QComboBox*>("cbFindWhat")->setEditText("a");
