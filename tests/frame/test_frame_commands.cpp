@@ -10,6 +10,7 @@
 #include "support/TestDoubles.h"
 #include "support/TraceLog.h"
 
+#include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <sstream>
@@ -151,21 +152,18 @@ using FrameCommandsTest = FrameRig;
 
 TEST_F(FrameCommandsTest, CommandStatesFollowASessionFromStartToClose) {
     const std::string path = WriteAppliance("demo");
+    const std::function<void()> session[] = {[&] { Started(); },
+                                             [&] { frame.Open(path); },
+                                             [&] { frame.TogglePower(); },
+                                             [&] { frame.EnterRunning(); },
+                                             [&] { frame.EnterHalted(); },
+                                             [&] { frame.TogglePower(); },
+                                             [&] { ASSERT_TRUE(frame.Close()); }};
     std::vector<std::map<std::string, bool>> shots;
-    Started();
-    shots.push_back(Snapshot(frame.Commands()));
-    frame.Open(path);
-    shots.push_back(Snapshot(frame.Commands()));
-    frame.TogglePower();
-    shots.push_back(Snapshot(frame.Commands()));
-    frame.EnterRunning();
-    shots.push_back(Snapshot(frame.Commands()));
-    frame.EnterHalted();
-    shots.push_back(Snapshot(frame.Commands()));
-    frame.TogglePower();
-    shots.push_back(Snapshot(frame.Commands()));
-    ASSERT_TRUE(frame.Close());
-    shots.push_back(Snapshot(frame.Commands()));
+    for (const auto& step : session) {
+        step();
+        shots.push_back(Snapshot(frame.Commands()));
+    }
 
     for (const auto& [pattern, items] : kOnInStates) {
         std::istringstream words(items);

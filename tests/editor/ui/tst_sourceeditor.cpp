@@ -1,6 +1,6 @@
 // The source editor on the offscreen platform: opening, saving and the outside-change check
-// with their boxes, the status, the keys, the keyword hints, each replace scope through the
-// real dialogs, and a whole road in the studio: edit the starter program, save, build, and
+// with their boxes, the status, the keys, the keyword hints, find and each replace scope through
+// the real dialogs, and a whole road in the studio: edit the starter program, save, build, and
 // land on a build error's line from the message pane.
 #include "appliance/Appliance.h"
 #include "build/ui/MessageWindow.h"
