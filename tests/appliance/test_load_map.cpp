@@ -1,5 +1,6 @@
+// The load map: the keyed collections of images and segment maps, placing images with the
+// placement cursor, and taking them away again with the steps that made them.
 #include "appliance/Appliance.h"
-#include "foundation/Error.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -10,166 +11,104 @@ namespace {
 
 using Keys = std::vector<std::string>;
 
-Keys LoadKeys(Appliance& appliance) {
+template <class Collection>
+Keys KeysOf(const Collection& collection) {
     Keys keys;
-    for (const auto& entry : appliance.LoadImages())
+    for (const auto& entry : collection)
         keys.push_back(entry.key);
     return keys;
 }
 
-// ---- Placing images ----------------------------------------------------------------------------
+TEST(LoadMap, SegmentMapsStandInAddressOrderAndNameTheirBinaries) {
+    ObjMaps maps;
+    maps.Add("DATA", 0x0200, 0x100);
+    maps.Add("ZP", 0x0000, 0x100);
+    maps.Add("BSS", 0x0200, 0x80); // behind an equal start
+    maps.Add("code", 0x8000, 0x4000);
+    EXPECT_EQ(KeysOf(maps), (Keys{"ZP", "DATA", "BSS", "code"}));
+    EXPECT_EQ(maps.Item("code")->BinFileName("demo"), "demo.bin");
+    EXPECT_EQ(maps.Item("DATA")->BinFileName("demo"), "demo_DATA.bin");
+    EXPECT_THROW(maps.Add("ZP", 0x10, 1), BxError);
+}
 
-TEST(LabelLoadAddr, AWaitingImageTakesItsPlaceAndKeepsItsContent) {
+TEST(LoadMap, AnImageTakesItsPlaceWithItsContentAndGoesWithItsStep) {
     Appliance appliance;
     auto product = appliance.AddBuildStep("x.bin", "link", "a.obj");
-    ASSERT_EQ(LoadKeys(appliance), Keys{"x.bin@FFFF:FFFFFFFF"});
-
+    ASSERT_EQ(KeysOf(appliance.LoadImages()), Keys{"x.bin@FFFF:FFFFFFFF"}) << "waiting";
     appliance.LabelLoadAddr("x.bin", 2, 1, 0x4000, 100);
-    ASSERT_EQ(LoadKeys(appliance), Keys{"x.bin@01:4000"});
-    auto image = appliance.LoadImages().First();
-    EXPECT_EQ(image->Content, product);
-    EXPECT_EQ(image->Offset, 2);
-    EXPECT_EQ(image->Bank, 1);
-    EXPECT_EQ(image->Start, 0x4000);
-    EXPECT_EQ(image->Size, 100);
-}
+    appliance.LabelLoadAddr("x.bin", 16, 3, 0x5000, 16); // once more elsewhere
+    EXPECT_EQ(appliance.LoadImages().First()->Content, product);
+    EXPECT_EQ(appliance.LoadImages().First()->Offset, 2);
+    EXPECT_EQ(appliance.LoadImages().At(1).item->Content, product);
 
-TEST(LabelLoadAddr, ANameTheGraphDoesNotKnowBecomesAnEmptyTarget) {
-    Appliance appliance;
+    // A name the graph doesn't know becomes an empty target; placing it while it also waits
+    // takes every entry of its name away.
     appliance.LabelLoadAddr("font.bin", 0, 0, 0x8000, 64);
-    auto target = appliance.BuildTargets().Item("font.bin");
-    ASSERT_NE(target, nullptr);
-    EXPECT_EQ(target->Make, "");
-    EXPECT_EQ(target->Sources, nullptr);
-    EXPECT_EQ(appliance.LoadImages().First()->Content, target);
-    EXPECT_TRUE(appliance.IsDirty());
-}
+    auto font = appliance.BuildTargets().Item("font.bin");
+    ASSERT_NE(font, nullptr);
+    EXPECT_TRUE(font->Make.empty() && !font->Sources);
+    appliance.LoadImages().Add(font, -1, -1);
+    appliance.LabelLoadAddr("font.bin", 0, 2, 0x4000, 16);
+    EXPECT_EQ(KeysOf(appliance.LoadImages()),
+              (Keys{"x.bin@01:4000", "x.bin@03:5000", "font.bin@02:4000"}));
 
-TEST(LabelLoadAddr, APlacedImageCanBePlacedOnceMoreElsewhere) {
-    Appliance appliance;
-    appliance.LabelLoadAddr("tbl.bin", 0, 0, 0x8000, 16);
-    appliance.LabelLoadAddr("tbl.bin", 16, 3, 0x4000, 16);
-    EXPECT_EQ(LoadKeys(appliance), (Keys{"tbl.bin@00:8000", "tbl.bin@03:4000"}));
-    EXPECT_EQ(appliance.LoadImages().At(0).item->Content,
-              appliance.LoadImages().At(1).item->Content);
-}
-
-TEST(LabelLoadAddr, PlacingAWaitingImageTakesEveryEntryOfItsNameAway) {
-    Appliance appliance;
-    appliance.LabelLoadAddr("tbl.bin", 0, 0, 0x8000, 16);
-    appliance.LoadImages().Add(appliance.BuildTargets().Item("tbl.bin"), -1, -1);
-    appliance.LabelLoadAddr("other.bin", 0, 0, 0x9000, 16);
-    appliance.LabelLoadAddr("tbl.bin", 0, 2, 0x4000, 16);
-    EXPECT_EQ(LoadKeys(appliance), (Keys{"other.bin@00:9000", "tbl.bin@02:4000"}));
-}
-
-TEST(LabelLoadAddr, ASecondImageUnderTheSameKeyIsTheDuplicateKeyErrorAndLeavesTheCursor) {
-    Appliance appliance;
-    appliance.LabelLoadAddr("a.bin", 0, 0, 0x8000, 16);
-    const int32_t bank = appliance.NextBank;
-    const int32_t address = appliance.NextAddress;
+    // A taken key is the duplicate-key error, and nothing moves.
+    const int32_t bank = appliance.NextBank, address = appliance.NextAddress;
     try {
-        appliance.LabelLoadAddr("a.bin", 4, 0, 0x8000, 32);
-        FAIL() << "a taken key must be refused";
+        appliance.LabelLoadAddr("x.bin", 4, 1, 0x4000, 32);
+        ADD_FAILURE() << "a taken key must be refused";
     } catch (const BxError& error) {
         EXPECT_EQ(error.Number, errors::kDuplicateKey);
     }
     EXPECT_EQ(appliance.NextBank, bank);
     EXPECT_EQ(appliance.NextAddress, address);
-    ASSERT_EQ(appliance.LoadImages().Count(), 1u);
-    EXPECT_EQ(appliance.LoadImages().First()->Size, 16) << "the first item is left as it was";
+    EXPECT_EQ(appliance.LoadImages().First()->Size, 100);
+
+    // Removing by place takes one image and the step; -1 takes every image of the name, and a
+    // product's sources become loadable.
+    appliance.RemoveLoadItem("x.bin", 0x4000, 1);
+    appliance.RemoveLoadItem("font.bin", -1, 2);
+    EXPECT_EQ(KeysOf(appliance.LoadImages()), (Keys{"x.bin@03:5000", "a.obj@FFFF:FFFFFFFF"}));
+    EXPECT_EQ(appliance.BuildTargets().Item("x.bin"), nullptr);
+    EXPECT_EQ(appliance.BuildTargets().Item("font.bin"), nullptr);
+    EXPECT_TRUE(appliance.IsDirty());
 }
 
-// ---- The placement cursor ----------------------------------------------------------------------
-
-class PlacementCursor : public ::testing::Test {
-protected:
+// The cursor moves on from its own value by the size alone, across bank boundaries; the
+// appliance's own ROM (in any case, by its exact name) holds everything and doesn't move it.
+TEST(LoadMap, ThePlacementCursorFollowsTheSizes) {
     Appliance appliance;
-    void SetUp() override {
-        appliance.Title = "Demo";
-        appliance.BankStart = 0x4000;
-        appliance.BankSize = 0x4000;
-        appliance.NextBank = 0;
-        appliance.NextAddress = 0x4000;
+    appliance.Title = "Demo";
+    appliance.NextAddress = 0x4000;
+    const struct {
+        const char* name;
+        int32_t bank, start, size, nextBank, nextAddress;
+    } rows[] = {
+        {"a.bin", 5, 0x7000, 0x100, 0, 0x4100},
+        {"b.bin", 6, 0x5000, 0x200, 0, 0x4300},
+        {"Demo.rom", 0, 0x8000, 0x8000, 0, 0x4300},
+        {"DEMO.ROM", 1, 0x8000, 0x8000, 0, 0x4300},
+        {"Demo.rom.bak", 0, 0x8000, 0x10, 0, 0x4310},
+        {"big.bin", 0, 0x4310, 20000, 1, 0x4310 + 20000 - 0x4000},
+        {"c.bin", 0, 0x4000, 2 * 0x4000 - 0x1130, 3, 0x4000},
+    };
+    for (const auto& row : rows) {
+        appliance.LabelLoadAddr(row.name, 0, row.bank, row.start, row.size);
+        EXPECT_EQ(appliance.NextBank, row.nextBank) << row.name;
+        EXPECT_EQ(appliance.NextAddress, row.nextAddress) << row.name;
     }
-};
 
-TEST_F(PlacementCursor, MovesOnByTheSizeAcrossTheBankBoundary) {
-    appliance.LabelLoadAddr("big.bin", 0, 0, 0x4000, 20000);
-    // T = 0x4000 - 0x4000 + 20000 = 20000: one bank on, 20000 - 16384 into the window.
-    EXPECT_EQ(appliance.NextBank, 1);
-    EXPECT_EQ(appliance.NextAddress, 20000 - 16384 + 16384);
-}
-
-TEST_F(PlacementCursor, CountsFromItsOwnValueNotFromThePlacedAddress) {
-    appliance.LabelLoadAddr("a.bin", 0, 5, 0x7000, 0x100);
-    appliance.LabelLoadAddr("b.bin", 0, 6, 0x5000, 0x200);
-    EXPECT_EQ(appliance.NextBank, 0);
-    EXPECT_EQ(appliance.NextAddress, 0x4300);
-    appliance.LabelLoadAddr("c.bin", 0, 0, 0x4300, 3 * 0x4000 - 0x300);
-    EXPECT_EQ(appliance.NextBank, 3);
-    EXPECT_EQ(appliance.NextAddress, 0x4000);
-}
-
-TEST_F(PlacementCursor, TheAppliancesOwnRomInAnyCaseLeavesItWhereItIs) {
-    for (const char* name : {"Demo.rom", "DEMO.ROM", "demo.Rom"}) {
-        appliance.LabelLoadAddr(name, 0, 0, 0x8000, 0x8000);
-        EXPECT_EQ(appliance.NextBank, 0) << name;
-        EXPECT_EQ(appliance.NextAddress, 0x4000) << name;
-    }
-    appliance.LabelLoadAddr("Demo.rom.bak", 0, 0, 0x8000, 0x10);
-    EXPECT_EQ(appliance.NextAddress, 0x4010) << "only the exact name is the own ROM";
-}
-
-TEST_F(PlacementCursor, AZeroBankSizeIsADivisionErrorAfterTheImageIsPlaced) {
     appliance.BankSize = 0;
     try {
-        appliance.LabelLoadAddr("a.bin", 0, 1, 0x4000, 16);
-        FAIL() << "a bank size of 0 can't move the cursor";
+        appliance.LabelLoadAddr("d.bin", 0, 1, 0x4000, 16);
+        ADD_FAILURE() << "a bank size of 0 can't move the cursor";
     } catch (const BxError& error) {
         EXPECT_EQ(error.Number, 11);
         EXPECT_EQ(error.Source, "Appliance Object");
         EXPECT_EQ(error.Description, "Division by zero");
     }
-    EXPECT_EQ(LoadKeys(appliance), Keys{"a.bin@01:4000"});
-    EXPECT_EQ(appliance.NextAddress, 0x4000);
-    EXPECT_NO_THROW(appliance.LabelLoadAddr("demo.rom", 0, 0, 0x8000, 16))
-        << "the own ROM never divides";
-}
-
-// ---- Removing images ---------------------------------------------------------------------------
-
-TEST(RemoveLoadItem, ByPlaceTakesOneImageAndThenTheStep) {
-    Appliance appliance;
-    appliance.LabelLoadAddr("tbl.bin", 0, 0, 0x8000, 16);
-    appliance.LabelLoadAddr("tbl.bin", 0, 1, 0x4000, 16);
-    appliance.LabelLoadAddr("keep.bin", 0, 1, 0x5000, 16);
-    appliance.RemoveLoadItem("tbl.bin", 0x8000, 0);
-    EXPECT_EQ(LoadKeys(appliance), (Keys{"tbl.bin@01:4000", "keep.bin@01:5000"}));
-    EXPECT_EQ(appliance.BuildTargets().Item("tbl.bin"), nullptr);
-    EXPECT_NE(appliance.BuildTargets().Item("keep.bin"), nullptr);
-}
-
-TEST(RemoveLoadItem, WithMinusOneTakesEveryImageOfTheName) {
-    Appliance appliance;
-    appliance.LabelLoadAddr("tbl.bin", 0, 0, 0x8000, 16);
-    appliance.LabelLoadAddr("tbl.bin", 0, 1, 0x4000, 16);
-    appliance.LabelLoadAddr("keep.bin", 0, 1, 0x5000, 16);
-    appliance.RemoveLoadItem("tbl.bin", -1, 1);
-    EXPECT_EQ(LoadKeys(appliance), Keys{"keep.bin@01:5000"});
-    appliance.RemoveLoadItem("keep.bin", 0x5000, -1);
-    EXPECT_TRUE(appliance.LoadImages().Empty());
-    EXPECT_TRUE(appliance.BuildTargets().Empty());
-}
-
-TEST(RemoveLoadItem, AProductGoesAndItsSourcesBecomeLoadable) {
-    Appliance appliance;
-    appliance.AddBuildStep("x.bin", "link", "a.obj");
-    appliance.AddBuildStep("x.bin", "link", "b.obj");
-    appliance.RemoveLoadItem("x.bin", -1, -1);
-    EXPECT_EQ(LoadKeys(appliance), (Keys{"a.obj@FFFF:FFFFFFFF", "b.obj@FFFF:FFFFFFFF"}));
-    EXPECT_EQ(appliance.BuildTargets().Item("x.bin"), nullptr);
-    EXPECT_TRUE(appliance.IsDirty());
+    EXPECT_NE(appliance.LoadImages().Item("d.bin", 0x4000, 1), nullptr) << "placed before";
+    EXPECT_NO_THROW(appliance.LabelLoadAddr("demo.rom", 0, 2, 0x8000, 16));
 }
 
 } // namespace

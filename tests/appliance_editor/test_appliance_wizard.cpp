@@ -41,27 +41,36 @@ protected:
     }
 
     // The body's template appliance: assemble .asm to .o with ca65, link .o to the ROM with
-    // ld65, and the ROM's association naming its load place.
-    void WriteTemplate(const std::string& body, const std::string& romWith) {
-        Appliance tpl;
-        tpl.Settings = &settings;
-        tpl.Title = body;
-        tpl.Family = "KTR";
-        tpl.Model = body;
-        tpl.OPClock = "4 MHz";
-        tpl.ModelParam = body;
-        tpl.Folder = templates.Sub(body) + "\\";
-        tpl.BuildAssociations().Add("asm", "ca65 %i -o %o", "o");
-        tpl.BuildAssociations().Add("o", "ld65 -C rom.cfg %i -o %o", "rom");
-        tpl.BuildAssociations().Add("rom", romWith, "");
-        tpl.RunTarget()->Make = "make";
-        tpl.Save(true);
-        std::filesystem::rename(templates.Native() / body / (body + ".apl"),
-                                templates.Native() / body / (body + ".tpl"));
+    // ld65, and the ROM's association naming its load place (or no associations at all).
+    void WriteTemplate(const std::string& body, const std::string& romWith,
+                       bool associations = true) {
+        const std::string chain =
+            R"(<Assoc From="asm" To="o" With="ca65 %i -o %o"/><Assoc From="o" To="rom")"
+            R"( With="ld65 -C rom.cfg %i -o %o"/><Assoc From="rom" To="" With=")" +
+            romWith + R"("/>)";
+        templates.WriteFile(body + "/" + body + ".tpl",
+                            R"(<Appliance Title="t" Version="v 00.01.009"><Architecture Model=")" +
+                                body + R"(" Family="KTR" OPClock=")" +
+                                (associations ? "4 MHz" : "") + R"("/><Code><Common>)" +
+                                (associations ? chain : "") + R"(</Common><Build><Run Make=")" +
+                                (associations ? "make" : "") +
+                                R"(" Output=""/></Build></Code></Appliance>)");
     }
-
     WizardInputs Inputs(const std::string& name, const std::string& body = "KTR310") {
         return {name, work.Sub(name), body, templates.Path(), ""};
+    }
+    // The dialog as shown: set up, loaded, activated.
+    std::unique_ptr<ApplianceWizard> Shown(GlobalSettings* with = nullptr) {
+        auto wizard = std::make_unique<ApplianceWizard>(with ? with : &settings, prompter);
+        EXPECT_TRUE(wizard->NewProject(templates.Path(), ""));
+        wizard->Load();
+        wizard->Activate();
+        return wizard;
+    }
+    void ExpectLastBox(const std::string& title, const std::string& text) {
+        ASSERT_FALSE(prompter.Boxes().empty());
+        EXPECT_EQ(prompter.Boxes().back().title, title);
+        EXPECT_EQ(prompter.Boxes().back().text, text);
     }
 
     test::TempFolder program;
@@ -72,203 +81,149 @@ protected:
     GlobalSettings settings{prompter};
 };
 
-// ---- The dialog's texts -------------------------------------------------------------------
-
-TEST_F(WizardTest, WorkingFolderFollowsTheNameKeepingItsParent) {
-    ApplianceWizard wizard(&settings, prompter);
-    ASSERT_TRUE(wizard.NewProject(templates.Path(), ""));
-    EXPECT_EQ(wizard.TitleText(), "Creating An Appliance");
-    EXPECT_FALSE(wizard.RomPromptVisible());
-    EXPECT_EQ(wizard.WorkingFolder(), DefaultProjectsFolder());
-    wizard.SetApplianceName("demo");
-    EXPECT_EQ(wizard.WorkingFolder(), DefaultProjectsFolder() + "demo");
+TEST_F(WizardTest, TheDialogListsTheBodiesAndTheWorkingFolderFollowsTheName) {
+    auto wizard = Shown();
+    EXPECT_EQ(wizard->TitleText(), "Creating An Appliance");
+    EXPECT_FALSE(wizard->RomPromptVisible());
+    EXPECT_EQ(wizard->BodyList(), (std::vector<std::string>{"KTR310", "KTR640"}));
+    EXPECT_EQ(wizard->SelectedBody(), 0);
+    EXPECT_EQ(wizard->FirstSource(), "main.asm");
+    EXPECT_TRUE(wizard->Cancelled());
+    EXPECT_EQ(wizard->WorkingFolder(), DefaultProjectsFolder());
+    wizard->SetApplianceName("demo");
+    EXPECT_EQ(wizard->WorkingFolder(), DefaultProjectsFolder() + "demo");
 
     // A picked folder, then a name change: the picked folder stays the parent.
-    wizard.FolderPicked("D:\\work");
-    EXPECT_EQ(wizard.WorkingFolder(), "D:\\work\\demo");
-    wizard.SetApplianceName("blink");
-    EXPECT_EQ(wizard.WorkingFolder(), "D:\\work\\blink");
+    wizard->FolderPicked("D:\\work");
+    EXPECT_EQ(wizard->WorkingFolder(), "D:\\work\\demo");
+    wizard->SetApplianceName("blink");
+    EXPECT_EQ(wizard->WorkingFolder(), "D:\\work\\blink");
     // A drive's root and a cancelled picker change nothing.
-    wizard.FolderPicked("E:\\");
-    wizard.FolderPicked("");
-    EXPECT_EQ(wizard.WorkingFolder(), "D:\\work\\blink");
+    wizard->FolderPicked("E:\\");
+    wizard->FolderPicked("");
+    EXPECT_EQ(wizard->WorkingFolder(), "D:\\work\\blink");
     // A text with no "\" is kept whole and the name goes behind it.
-    wizard.SetWorkingFolder("abc");
-    wizard.SetApplianceName("x");
-    EXPECT_EQ(wizard.WorkingFolder(), "abcx");
+    wizard->SetWorkingFolder("abc");
+    wizard->SetApplianceName("x");
+    EXPECT_EQ(wizard->WorkingFolder(), "abcx");
+
+    // Done in a folder that exists stays in the dialog; another folder then goes through.
+    wizard->SetWorkingFolder(work.Path());
+    EXPECT_EQ(wizard->Done(), ApplianceWizard::DoneResult::StayInDialog);
+    EXPECT_TRUE(wizard->Cancelled());
+    EXPECT_FALSE(wizard->TakeAppliance());
+    wizard->SetWorkingFolder(work.Sub("fresh"));
+    EXPECT_EQ(wizard->Done(), ApplianceWizard::DoneResult::Created);
+    EXPECT_FALSE(wizard->Cancelled());
+    EXPECT_EQ(wizard->WorkingFolder(), work.Sub("fresh") + "\\");
 }
 
-TEST_F(WizardTest, LoadListsTheBodiesAndActivateSelectsTheFirst) {
-    ApplianceWizard wizard(&settings, prompter);
-    wizard.NewProject(templates.Path(), "");
-    wizard.Load();
-    wizard.Activate();
-    EXPECT_EQ(wizard.BodyList(), (std::vector<std::string>{"KTR310", "KTR640"}));
-    EXPECT_EQ(wizard.SelectedBody(), 0);
-    EXPECT_EQ(wizard.FirstSource(), "main.asm");
-    EXPECT_TRUE(wizard.Cancelled());
-}
-
-TEST_F(WizardTest, SettingsWithoutBodiesShowTheErrorAndLeaveTheListEmpty) {
+TEST_F(WizardTest, SettingsWithoutBodiesShowTheErrorAndDoneAsksForABody) {
     test::ScriptedPrompter quiet;
     GlobalSettings refused(quiet);
-    ApplianceWizard wizard(&refused, prompter);
-    wizard.NewProject(templates.Path(), "");
-    wizard.Load();
-    wizard.Activate();
-    EXPECT_TRUE(wizard.BodyList().empty());
-    ASSERT_EQ(prompter.Boxes().size(), 1u);
-    EXPECT_EQ(prompter.Boxes()[0].title, "Error");
-    EXPECT_EQ(prompter.Boxes()[0].text,
-              "The global template file is not found at the Tessarine's main directory");
-    // Done without a body asks for one and stays.
-    EXPECT_EQ(wizard.Done(), ApplianceWizard::DoneResult::StayInDialog);
-    EXPECT_EQ(prompter.Boxes().back().text, "Please select one of the MCU body types");
-    EXPECT_EQ(prompter.Boxes().back().title, "Warning");
+    auto wizard = Shown(&refused);
+    EXPECT_TRUE(wizard->BodyList().empty());
+    ExpectLastBox("Error",
+                  "The global template file is not found at the Tessarine's main directory");
+    EXPECT_EQ(wizard->Done(), ApplianceWizard::DoneResult::StayInDialog);
+    ExpectLastBox("Warning", "Please select one of the MCU body types");
 }
 
-// ---- The ordinary form --------------------------------------------------------------------
-
-TEST_F(WizardTest, NewApplianceFollowsTheAssociationChainToTheRomAndItsLoadPlace) {
+TEST_F(WizardTest, NewApplianceFollowsTheChainTakesTheBodysValuesAndTheTemplateFiles) {
     auto appliance = CreateAppliance(settings, prompter, Inputs("demo"));
     ASSERT_TRUE(appliance);
     EXPECT_TRUE(prompter.Boxes().empty());
     EXPECT_EQ(appliance->Title, "demo");
     EXPECT_EQ(appliance->Folder, work.Sub("demo") + "\\");
-    EXPECT_EQ(appliance->RunTarget()->OutputPath, "demo.rom");
-    EXPECT_EQ(appliance->RunTarget()->Make, "make");
-
-    std::vector<std::string> steps;
-    for (const auto& entry : appliance->BuildTargets())
-        steps.push_back(entry.key + " <- " + entry.item->Make);
-    EXPECT_EQ(steps, (std::vector<std::string>{"main.o <- ca65 %i -o %o", "main.asm <- ",
-                                               "demo.rom <- ld65 -C rom.cfg %i -o %o"}));
-    ASSERT_EQ(appliance->LoadImages().Count(), 1u);
-    const auto& image = *appliance->LoadImages().begin()->item;
-    EXPECT_EQ(image.Content->OutputPath, "demo.rom");
-    EXPECT_EQ(image.Bank, 0);
-    EXPECT_EQ(image.Start, 0x8000);
-    EXPECT_EQ(image.Size, 16384);
-}
-
-TEST_F(WizardTest, NewApplianceTakesTheBodysValuesAndTheSettingsInUseFlags) {
-    auto appliance = CreateAppliance(settings, prompter, Inputs("demo"));
-    ASSERT_TRUE(appliance);
     EXPECT_EQ(appliance->TemplateDir, templates.Path() + "\\KTR310\\");
     EXPECT_EQ(appliance->IceEmuNumber, 7);
     EXPECT_TRUE(appliance->WizardYesFlag);
-    EXPECT_EQ(appliance->BankStart, 49152);
-    EXPECT_EQ(appliance->BankSize, 16384);
-    EXPECT_EQ(appliance->BankCount, 6);
-    EXPECT_EQ(appliance->BootVect, 0xFFF0);
-    EXPECT_EQ(appliance->ProgramStart, 0x4000);
-    EXPECT_EQ(appliance->OptionsDef, 5);
-    EXPECT_TRUE(appliance->ExtBuilderInUse);
-    EXPECT_FALSE(appliance->ExtDebuggerInUse);
-    EXPECT_TRUE(appliance->ExtEditorInUse);
-}
+    // The body's values, the settings' in-use flags, and the chain's steps and load place.
+    const std::string text = appliance->ToXml();
+    for (const char* fragment :
+         {R"(BankStart="$C000" BankSize="$4000" BankCount="6" BootVect="$FFF0")"
+          R"( ProgramStart="$4000" OptionsDef="$05")",
+          R"(<ExtEditor Command="" InUse="True"/><ExtBuilder Command="" InUse="True"/>)",
+          R"(<Run Make="make" Output="demo.rom"/><Step Make="ca65 %i -o %o" Output="main.o">)"
+          R"(<Source>main.asm</Source></Step><Step Make="ld65 -C rom.cfg %i -o %o")"
+          R"( Output="demo.rom"><Source>main.o</Source></Step><Load Image="demo.rom")"
+          R"( Offset="0" Bank="0" Start="8000" Size="4000"/></Build>)",
+          R"(<ExtDebugger Driver="" InUse="False"/>)"})
+        EXPECT_NE(text.find(fragment), std::string::npos) << fragment << "\nin\n" << text;
 
-TEST_F(WizardTest, NewFolderGetsTheTemplateFilesAndSubfoldersButNoTemplatesAndNoApplianceFile) {
-    ASSERT_TRUE(CreateAppliance(settings, prompter, Inputs("demo")));
+    // Files and subfolders, but no templates and no appliance file.
     EXPECT_EQ(platform::ListFolder(work.Sub("demo")),
               (std::vector<std::string>{"cfg", "main.asm", "sfr.inc"}));
     EXPECT_EQ(work.ReadFile("demo/cfg/rom.cfg"), "MEMORY {}\n");
 }
 
-TEST_F(WizardTest, ExistingWorkingFolderIsRefusedEvenWhenEmpty) {
-    std::filesystem::create_directory(work.Native() / "taken");
-    ApplianceWizard wizard(&settings, prompter);
-    wizard.NewProject(templates.Path(), "");
-    wizard.Load();
-    wizard.Activate();
-    wizard.SetApplianceName("taken");
-    wizard.SetWorkingFolder(work.Sub("taken"));
-    EXPECT_EQ(wizard.Done(), ApplianceWizard::DoneResult::StayInDialog);
-    ASSERT_EQ(prompter.Boxes().size(), 1u);
-    EXPECT_EQ(prompter.Boxes()[0].title, "Appliance Wizard");
-    EXPECT_EQ(prompter.Boxes()[0].text, "Directory already exists or directory is read-only. "
-                                        "Please select another directory.");
-    EXPECT_TRUE(wizard.Cancelled());
-    EXPECT_FALSE(wizard.TakeAppliance());
-    // Another folder in the same dialog goes through, with a "\" put behind it.
-    wizard.SetWorkingFolder(work.Sub("fresh"));
-    EXPECT_EQ(wizard.Done(), ApplianceWizard::DoneResult::Created);
-    EXPECT_FALSE(wizard.Cancelled());
-    EXPECT_EQ(wizard.WorkingFolder(), work.Sub("fresh") + "\\");
+TEST_F(WizardTest, ATemplateWithoutAssociationsOrWithAnUnusableLoadPlaceLeavesTheImageUnplaced) {
+    WriteTemplate("KTR640", "", false);
+    auto bare = CreateAppliance(settings, prompter, Inputs("bare", "KTR640"));
+    ASSERT_TRUE(bare);
+    ASSERT_EQ(bare->BuildTargets().Count(), 1u); // the labelled file only, no step
+    EXPECT_EQ(bare->LoadImages().At(0).key, "main.asm@FFFF:FFFFFFFF");
+    EXPECT_EQ(bare->BankStart, 0x4000) << "the default where the body has no values";
+    EXPECT_FALSE(bare->WizardYesFlag);
+    EXPECT_TRUE(platform::ListFolder(work.Sub("bare")).empty()) << "nothing but the template";
+
+    WriteTemplate("KTR310", "0:4");
+    auto unplaced = CreateAppliance(settings, prompter, Inputs("short"));
+    ASSERT_TRUE(unplaced);
+    EXPECT_EQ(unplaced->LoadImages().At(0).key, "short.rom@FFFF:FFFFFFFF");
 }
 
-TEST_F(WizardTest, NameTheBuildCannotCarryIsRefusedBeforeTheFolderIsMade) {
-    for (const char* name : {"../esc", "my app", "a'b"}) {
-        prompter = test::ScriptedPrompter();
-        EXPECT_FALSE(CreateAppliance(settings, prompter, Inputs(name)));
-        ASSERT_EQ(prompter.Boxes().size(), 1u) << name;
-        EXPECT_EQ(prompter.Boxes()[0].title, "Appliance Wizard");
-        EXPECT_EQ(prompter.Boxes()[0].text, ApplianceNameProblem(name));
+TEST(LoadPlace, ColonMustStandAfterTheFirstAndBeforeTheLastTwoCharacters) {
+    const struct {
+        const char* with;
+        int32_t bank, address;
+    } rows[] = {{"00:4000", 0, 0x4000}, {"02:C000", 2, 0xC000}, {"0:40", 0, 0x40}, {"0:4", -1, -1},
+                {"00:", -1, -1},        {":4000", -1, -1},      {"8000", -1, -1},  {"", -1, -1}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(ParseLoadPlace(row.with).Bank, row.bank) << row.with;
+        EXPECT_EQ(ParseLoadPlace(row.with).Address, row.address) << row.with;
     }
-    EXPECT_TRUE(platform::ListFolder(work.Path()).empty());
 }
 
-TEST_F(WizardTest, EmptyAssociationTableGivesNoStepsAndLabelsMainAsmWithoutAPlace) {
-    Appliance tpl;
-    tpl.Settings = &settings;
-    tpl.Title = "KTR640";
-    tpl.Family = "KTR";
-    tpl.Model = "KTR640";
-    tpl.Folder = templates.Sub("KTR640") + "\\";
-    std::filesystem::create_directories(templates.Native() / "KTR640");
-    tpl.Save(true);
-    std::filesystem::rename(templates.Native() / "KTR640" / "KTR640.apl",
-                            templates.Native() / "KTR640" / "KTR640.tpl");
-    auto appliance = CreateAppliance(settings, prompter, Inputs("bare", "KTR640"));
-    ASSERT_TRUE(appliance);
-    ASSERT_EQ(appliance->BuildTargets().Count(), 1u); // the labelled file only, no step
-    EXPECT_TRUE(appliance->BuildTargets().Item("main.asm")->Make.empty());
-    ASSERT_EQ(appliance->LoadImages().Count(), 1u);
-    const auto& image = *appliance->LoadImages().begin()->item;
-    EXPECT_EQ(image.Content->OutputPath, "main.asm");
-    EXPECT_EQ(image.Bank, -1);
-    EXPECT_EQ(image.Start, -1);
-    // Its defaults where the body has no values: window at $4000.
-    EXPECT_EQ(appliance->BankStart, 16384);
-    EXPECT_FALSE(appliance->WizardYesFlag);
-    // The folder held only the template itself: nothing left to copy after it goes.
-    EXPECT_TRUE(platform::ListFolder(work.Sub("bare")).empty());
+// Each row: what is wrong, the box the wizard shows, and whether an appliance still comes out.
+TEST_F(WizardTest, EveryMessageOfTheWizard) {
+    std::filesystem::create_directory(work.Native() / "taken");
+    const struct {
+        const char* name;
+        const char* body;
+        const char* rom;
+        bool brokenTemplate, made;
+        std::string title, text;
+    } rows[] = {
+        {"taken", "KTR310", "", false, false, "Appliance Wizard",
+         "Directory already exists or directory is read-only. Please select another directory."},
+        {"../esc", "KTR310", "", false, false, "Appliance Wizard", ApplianceNameProblem("../esc")},
+        {"a'b", "KTR310", "", false, false, "Appliance Wizard", ApplianceNameProblem("a'b")},
+        {"x", "KTR999", "", false, false, "Warning", "Please select one of the MCU body types"},
+        {"x", "KTR310", "gone.rom", false, false, "Warning",
+         "Incorrect ROM image path : " + (work.Native() / "gone.rom").string()},
+        {"lonely", "KTR640", "", false, true, "Warning",
+         "No file is found at the template directory: " + (templates.Native() / "KTR640").string() +
+             "/"},
+        {"broken", "KTR310", "", true, false, kApplicationTitle,
+         "Cannot load body-specific template file."},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        if (row.brokenTemplate)
+            templates.WriteFile("KTR310/KTR310.tpl", "this is not XML <");
+        prompter = test::ScriptedPrompter();
+        WizardInputs inputs = Inputs(row.name, row.body);
+        if (*row.rom)
+            inputs.RomImagePath = work.Sub(row.rom);
+        EXPECT_EQ(CreateAppliance(settings, prompter, inputs) != nullptr, row.made);
+        ASSERT_EQ(prompter.Boxes().size(), 1u);
+        ExpectLastBox(row.title, row.text);
+        EXPECT_EQ(platform::FolderExists(work.Sub(row.name)),
+                  row.made || std::string(row.name) == "taken");
+    }
+    EXPECT_EQ(platform::ListFolder(work.Path()), (std::vector<std::string>{"lonely", "taken"}));
 }
-
-TEST_F(WizardTest, MissingTemplateFolderWarnsAndStillGivesTheAppliance) {
-    auto appliance = CreateAppliance(settings, prompter, Inputs("lonely", "KTR640"));
-    ASSERT_TRUE(appliance);
-    ASSERT_EQ(prompter.Boxes().size(), 1u);
-    EXPECT_EQ(prompter.Boxes()[0].title, "Warning");
-    EXPECT_EQ(prompter.Boxes()[0].text, "No file is found at the template directory: " +
-                                            (templates.Native() / "KTR640").string() + "/");
-    EXPECT_TRUE(platform::FolderExists(work.Sub("lonely")));
-    EXPECT_TRUE(platform::ListFolder(work.Sub("lonely")).empty());
-}
-
-TEST_F(WizardTest, TemplateThatCannotBeLoadedEndsTheDialogStillCancelled) {
-    templates.WriteFile("KTR310/KTR310.tpl", "this is not XML <");
-    ApplianceWizard wizard(&settings, prompter);
-    wizard.NewProject(templates.Path(), "");
-    wizard.Load();
-    wizard.Activate();
-    wizard.SetApplianceName("broken");
-    wizard.SetWorkingFolder(work.Sub("broken"));
-    EXPECT_EQ(wizard.Done(), ApplianceWizard::DoneResult::Unloaded);
-    ASSERT_EQ(prompter.Boxes().size(), 1u);
-    EXPECT_EQ(prompter.Boxes()[0].title, kApplicationTitle);
-    EXPECT_EQ(prompter.Boxes()[0].text, "Cannot load body-specific template file.");
-    EXPECT_TRUE(wizard.Cancelled());
-    EXPECT_FALSE(platform::FolderExists(work.Sub("broken")));
-}
-
-TEST_F(WizardTest, UnknownBodyIsNoSelectionAndTheWizardAsksForOne) {
-    EXPECT_FALSE(CreateAppliance(settings, prompter, Inputs("x", "KTR999")));
-    ASSERT_EQ(prompter.Boxes().size(), 1u);
-    EXPECT_EQ(prompter.Boxes()[0].text, "Please select one of the MCU body types");
-}
-
-// ---- The ROM image form -------------------------------------------------------------------
 
 TEST_F(WizardTest, RomFormTakesItsNameFromTheImageAndCopiesIt) {
     const std::string rom = work.WriteFile("images\\game.v2.rom", std::string(32768, '\xEA'));
@@ -314,44 +269,6 @@ TEST_F(WizardTest, FailureAfterTheFolderWasMadeTakesTheFolderAndItsNewParentsAwa
     appliance->Model = "KTR999";
     EXPECT_THROW(SaveNewAppliance(*appliance, created), BxError);
     EXPECT_TRUE(platform::ListFolder(work.Path()).empty());
-}
-
-TEST_F(WizardTest, RomPathThatDoesNotExistIsRefusedBeforeTheDialogShows) {
-    ApplianceWizard wizard(&settings, prompter);
-    EXPECT_FALSE(wizard.NewProject(templates.Path(), work.Sub("gone.rom")));
-    ASSERT_EQ(prompter.Boxes().size(), 1u);
-    EXPECT_EQ(prompter.Boxes()[0].title, "Warning");
-    EXPECT_EQ(prompter.Boxes()[0].text,
-              "Incorrect ROM image path : " + (work.Native() / "gone.rom").string());
-    EXPECT_TRUE(wizard.RomImagePath().empty());
-    EXPECT_FALSE(wizard.Visible());
-    EXPECT_TRUE(wizard.Cancelled());
-}
-
-// ---- The load place -----------------------------------------------------------------------
-
-TEST(LoadPlace, ColonMustStandAfterTheFirstAndBeforeTheLastTwoCharacters) {
-    struct Case {
-        const char* with;
-        int32_t bank, address;
-    };
-    for (const Case& c : {Case{"00:4000", 0, 0x4000}, Case{"02:C000", 2, 0xC000},
-                          Case{"0:40", 0, 0x40}, Case{"0:4", -1, -1}, Case{"00:", -1, -1},
-                          Case{":4000", -1, -1}, Case{"8000", -1, -1}, Case{"", -1, -1}}) {
-        const LoadPlace place = ParseLoadPlace(c.with);
-        EXPECT_EQ(place.Bank, c.bank) << c.with;
-        EXPECT_EQ(place.Address, c.address) << c.with;
-    }
-}
-
-TEST_F(WizardTest, ChainEndingInAnUnusableLoadPlaceLeavesTheRomWithoutAPlace) {
-    WriteTemplate("KTR310", "0:4");
-    auto appliance = CreateAppliance(settings, prompter, Inputs("short"));
-    ASSERT_TRUE(appliance);
-    const auto& image = *appliance->LoadImages().begin()->item;
-    EXPECT_EQ(image.Content->OutputPath, "short.rom");
-    EXPECT_EQ(image.Bank, -1);
-    EXPECT_EQ(image.Start, -1);
 }
 
 } // namespace

@@ -52,6 +52,7 @@ TEST(SmartwordRules, TheWordBeginsAfterTheWalkBackAndNeverInAComment) {
         {u"; LD", 4, false, 2},     // after ";": a comment
         {u"LD ; note", 2, true, 0}, // in front of ";": only the left side counts
         {u"x;y", 1, true, 0},       {u"\tsta $10,x", 8, true, 6},
+        {u"lda ;", 5, false, 5}, // right behind the ";"
     };
     for (const Case& c : cases) {
         EXPECT_EQ(HintAllowedAt(c.line, c.caret), c.allowed) << c.caret;

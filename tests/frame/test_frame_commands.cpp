@@ -1,79 +1,150 @@
-// The frame's flows without a window: command states through a whole session, start-up stops,
-// the appliance commands with their boxes and the order in which the children are reached.
-#include "frame/FrameRig.h"
+// The frame's flows without a window: command states through a whole session, start-up, the
+// appliance commands with their boxes and the order in which the children are reached.
+#include "appliance/Appliance.h"
+#include "foundation/Diagnoser.h"
+#include "frame/FrameCommands.h"
 #include "frame/ProductInfo.h"
+#include "platform/ProgramFolder.h"
+#include "settings/GlobalSettings.h"
+#include "support/TempFolder.h"
+#include "support/TestDoubles.h"
 #include "support/TraceLog.h"
 
+#include <functional>
+#include <gtest/gtest.h>
 #include <map>
+#include <sstream>
 
 namespace bx::test {
 namespace {
 
-// One session through every state: 0 start, 1 open, 2 powered on, 3 running, 4 stopped,
-// 5 powered off, 6 closed. Each row: an item (a button as "btn:Key") and whether it is
-// enabled in each of the states.
-struct StateRow {
-    const char* Item;
-    const char* Enabled;
-};
-
-constexpr StateRow kEnabledInStates[] = {
-    {"mnuAppl", "1111111"},           {"mnuApplNew", "1111111"},
-    {"mnuApplLoad", "1111111"},       {"mnuApplNewRom", "1111111"},
-    {"mnuApplSave", "0111110"},       {"mnuApplClose", "0111110"},
-    {"mnuArchUse", "0000000"},        {"mnuPeriConf", "0000000"},
-    {"mnuProtoConf", "0000000"},      {"mnuRecentFileList", "0000000"},
-    {"mnuExit", "1111111"},           {"mnuSource", "1111111"},
-    {"mnuSrcNew", "1100111"},         {"mnuSrcSave", "0000011"},
-    {"mnuSrcSaveAs", "0000011"},      {"mnuSrcClose", "0000011"},
-    {"mnuSrcAllClose", "0000011"},    {"mnuSrcAdd", "1100110"},
-    {"mnuSrcRemove", "0100111"},      {"mnuObjConfig", "0000000"},
-    {"mnuSegAdd", "1111111"},         {"mnuSegRem", "0000000"},
-    {"mnuSegConf", "0000000"},        {"mnuSetExtEd", "1111111"},
-    {"mnuEdit", "1111111"},           {"mnuEditUndo", "0000000"},
-    {"mnuEditRedo", "0000000"},       {"mnuEditCut", "0000000"},
-    {"mnuEditCopy", "0000000"},       {"mnuEditPaste", "0000000"},
-    {"mnuEditFind", "0011110"},       {"mnuEditFindNext", "0011110"},
-    {"mnuEditReplace", "0000011"},    {"mnuOptionPrompt", "0000011"},
-    {"mnuBuild", "1111111"},          {"mnuBuildUpdated", "0100010"},
-    {"mnuBuildRebuild", "0100010"},   {"mnuBuildCleanup", "1100011"},
-    {"mnuSetExtBuild", "1111111"},    {"mnuDebug", "1111111"},
-    {"mnuDbgPower", "1110111"},       {"mnuDbgRun", "0011100"},
-    {"mnuDbgStepIn", "0011100"},      {"mnuDbgStepOver", "0000000"},
-    {"mnuDbgReset", "0011100"},       {"mnuDbgBreak", "0001000"},
-    {"mnuBkptToggle", "0011100"},     {"mnuBkptMemory", "0011100"},
-    {"mnuBkptClearAll", "0011100"},   {"mnuBkptEdit", "0011100"},
-    {"mnuSetExtIce", "1111111"},      {"mnuHelp", "1111111"},
-    {"mnuHelpProductWeb", "1111111"}, {"mnuAboutBX", "1111111"},
-    {"btn:NewAppl", "1111111"},       {"btn:OpenAppl", "1111111"},
-    {"btn:SaveAppl", "0111110"},      {"btn:AddSrc", "1100110"},
-    {"btn:RemSrc", "0000011"},        {"btn:SaveSrc", "0000011"},
-    {"btn:Build", "0100010"},         {"btn:Rebuild", "0100010"},
-    {"btn:Power", "1110110"},         {"btn:Reset", "0011100"},
-    {"btn:Run", "0011100"},           {"btn:Break", "0001000"},
-    {"btn:StepIn", "0011100"},        {"btn:StepOver", "0000000"},
-    {"btn:StepAuto", "1111111"},      {"btn:StepN", "1111111"},
-    {"btn:BreakToggle", "0011100"},   {"btn:BreakClear", "0011100"},
-};
-
-struct Snapshot {
-    std::map<std::string, bool> enabled;
-    bool menusVisible;
-    bool powerPressed;
-    std::string powerCaption;
-};
-
-Snapshot Take(const CommandState& commands) {
-    Snapshot shot;
-    for (const StateRow& row : kEnabledInStates) {
-        const std::string id = row.Item;
-        shot.enabled[id] = id.rfind("btn:", 0) == 0 ? commands.Button(id.substr(4)).Enabled
-                                                    : commands.Menu(id).Enabled;
+// Records every call as one line ("Give frmSource", "PowerOn 1") and answers from its fields.
+class FakeFrameWindows : public FrameWindows {
+public:
+    bool SaveAll(bool force) override { return Log("SaveAll", force), true; }
+    void Update(bool) override { Log("Update"); }
+    bool ApplianceWindowQueryUnload() override { return Log("QueryUnload"), applianceAnswer; }
+    bool SourceWindowUnloadSave() override { return Log("UnloadSave"), sourceAnswer; }
+    bool SourceWindowSaveAll(bool prompt) override {
+        return Log("SaveAllPrompt", prompt), sourceAnswer;
     }
-    shot.menusVisible = commands.Menu("mnuSource").Visible && commands.Menu("mnuBuild").Visible &&
-                        commands.Menu("mnuDebug").Visible;
-    shot.powerPressed = commands.Button("Power").Checked;
-    shot.powerCaption = commands.Menu("mnuDbgPower").Caption;
+    void UnloadChild(const std::string& name) override { Log("Unload " + name); }
+    void GiveAppliance(const std::string& name, Appliance&) override { Log("Give " + name); }
+    void GiveSettings(GlobalSettings&) override { Log("GiveSettings"); }
+    void OpenSource(const std::string& path) override { Log("OpenSource " + path); }
+    void SourceWindowStartup(bool withRom) override { Log("SourceStartup", withRom); }
+    bool SourceWindowPowerOn(bool on) override { return Log("PowerOn", on), powerAnswer; }
+    void InspectorsEnable(bool enable) override { Log("Inspectors", enable); }
+    bool ApplyDesktop(const std::string& name) override {
+        return Log("Desktop " + name), desktopAnswer;
+    }
+    void FillExtenderToolbar() override { Log("FillExtender"); }
+    void SetCaption(const std::string& text) override { Log("Caption"), caption = text; }
+    void ShowSplash() override { Log("Splash"); }
+    std::string ChooseFileToOpen(const std::string&, const std::string&) override { return ""; }
+    WizardOutcome RunApplianceWizard(GlobalSettings&, const std::string&,
+                                     const std::string& romPath) override {
+        return Log("Wizard " + romPath), std::move(wizard);
+    }
+
+    // The calls of one kind ("Give", "Unload"), in order, without their kind.
+    std::vector<std::string> CallsOf(const std::string& kind) const {
+        std::vector<std::string> found;
+        for (const std::string& call : calls)
+            if (call.rfind(kind + " ", 0) == 0)
+                found.push_back(call.substr(kind.size() + 1));
+        return found;
+    }
+    bool Called(const std::string& call) const {
+        return std::find(calls.begin(), calls.end(), call) != calls.end();
+    }
+
+    std::vector<std::string> calls;
+    std::string caption;
+    bool applianceAnswer = true, sourceAnswer = true, powerAnswer = true, desktopAnswer = true;
+    WizardOutcome wizard;
+
+private:
+    void Log(const std::string& call) { calls.push_back(call); }
+    void Log(const std::string& kind, bool flag) { Log(kind + (flag ? " 1" : " 0")); }
+};
+
+class FrameRig : public ::testing::Test {
+protected:
+    FrameRig()
+        : programFolder(program.Path()), diagnoser(program.Sub("vkbx.log")), settings(prompter),
+          frame(settings, windows, prompter, status, messages, diagnoser, nullptr) {
+        MakeProgramFolder(program);
+    }
+
+    // Writes <folder>\<name>\<name>.apl from the KTR311 template; returns its path.
+    std::string WriteAppliance(const std::string& name) {
+        std::string text = *platform::ReadFile(ShippedFile(kTemplate));
+        text.replace(text.find("KTR311"), 6, name); // the title
+        return work.WriteFile(name + "\\" + name + ".apl", text);
+    }
+    static constexpr const char* kTemplate = "Templates/Sarnova/KTR311/KTR311.tpl";
+
+    // The frame as after a start-up with the shipped settings.
+    void Started() {
+        ASSERT_TRUE(frame.Start());
+        windows.calls.clear();
+    }
+
+    TempFolder program;
+    TempFolder work;
+    platform::ScopedProgramFolder programFolder;
+    Diagnoser diagnoser;
+    ScriptedPrompter prompter;
+    RecordingStatusDisplay status;
+    RecordingMessageSink messages;
+    GlobalSettings settings;
+    FakeFrameWindows windows;
+    FrameCommands frame;
+};
+
+// One session through every state: 0 start, 1 open, 2 powered on, 3 running, 4 stopped,
+// 5 powered off, 6 closed. Each row: whether its items are on in each of the states, and the
+// items: a menu item or "btn:Key" enabled, a menu "shown:", a button "pressed:", a menu item
+// "off:" captioned "&Power Off".
+constexpr std::pair<const char*, const char*> kOnInStates[] = {
+    {"1111111", "mnuAppl mnuApplNew mnuApplLoad mnuApplNewRom mnuExit mnuSource mnuSegAdd"
+                " mnuSetExtEd mnuEdit mnuBuild mnuSetExtBuild mnuDebug mnuSetExtIce mnuHelp"
+                " mnuHelpProductWeb mnuAboutBX btn:NewAppl btn:OpenAppl btn:StepAuto btn:StepN"},
+    {"0000000", "mnuArchUse mnuPeriConf mnuProtoConf mnuRecentFileList mnuObjConfig mnuSegRem"
+                " mnuSegConf mnuEditUndo mnuEditRedo mnuEditCut mnuEditCopy mnuEditPaste"
+                " mnuDbgStepOver btn:StepOver"},
+    {"0111110", "mnuApplSave mnuApplClose btn:SaveAppl"},
+    {"0000011", "mnuSrcSave mnuSrcSaveAs mnuSrcClose mnuSrcAllClose mnuEditReplace"
+                " mnuOptionPrompt btn:RemSrc btn:SaveSrc"},
+    {"0011100", "mnuDbgRun mnuDbgStepIn mnuDbgReset mnuBkptToggle mnuBkptMemory mnuBkptClearAll"
+                " mnuBkptEdit btn:Reset btn:Run btn:StepIn btn:BreakToggle btn:BreakClear"
+                " pressed:Power off:mnuDbgPower"},
+    {"0100010", "mnuBuildUpdated mnuBuildRebuild btn:Build btn:Rebuild"},
+    {"1100110", "mnuSrcAdd btn:AddSrc"},
+    {"0011110", "mnuEditFind mnuEditFindNext"},
+    {"0001000", "mnuDbgBreak btn:Break"},
+    {"1100111", "mnuSrcNew"},
+    {"0100111", "mnuSrcRemove"},
+    {"1100011", "mnuBuildCleanup"},
+    {"1110111", "mnuDbgPower"},
+    {"1110110", "btn:Power"},
+    {"1111110", "shown:mnuSource shown:mnuBuild shown:mnuDebug"},
+};
+
+std::map<std::string, bool> Snapshot(const CommandState& commands) {
+    std::map<std::string, bool> shot;
+    for (const auto& [pattern, items] : kOnInStates) {
+        std::istringstream words(items);
+        for (std::string id; words >> id;) {
+            const std::string rest = id.substr(id.find(':') + 1);
+            shot[id] = id.rfind("off:", 0) == 0       ? commands.Menu(rest).Caption == "&Power Off"
+                       : id.rfind("pressed:", 0) == 0 ? commands.Button(rest).Checked
+                       : id.rfind("shown:", 0) == 0   ? commands.Menu(rest).Visible
+                       : id.rfind("btn:", 0) == 0     ? commands.Button(rest).Enabled
+                                                      : commands.Menu(id).Enabled;
+        }
+    }
     return shot;
 }
 
@@ -81,62 +152,28 @@ using FrameCommandsTest = FrameRig;
 
 TEST_F(FrameCommandsTest, CommandStatesFollowASessionFromStartToClose) {
     const std::string path = WriteAppliance("demo");
-    std::vector<Snapshot> shots;
-    Started();
-    shots.push_back(Take(frame.Commands()));
-    frame.Open(path);
-    shots.push_back(Take(frame.Commands()));
-    frame.TogglePower();
-    shots.push_back(Take(frame.Commands()));
-    frame.EnterRunning();
-    shots.push_back(Take(frame.Commands()));
-    frame.EnterHalted();
-    shots.push_back(Take(frame.Commands()));
-    frame.TogglePower();
-    shots.push_back(Take(frame.Commands()));
-    ASSERT_TRUE(frame.Close());
-    shots.push_back(Take(frame.Commands()));
+    const std::function<void()> session[] = {[&] { Started(); },
+                                             [&] { frame.Open(path); },
+                                             [&] { frame.TogglePower(); },
+                                             [&] { frame.EnterRunning(); },
+                                             [&] { frame.EnterHalted(); },
+                                             [&] { frame.TogglePower(); },
+                                             [&] { ASSERT_TRUE(frame.Close()); }};
+    std::vector<std::map<std::string, bool>> shots;
+    for (const auto& step : session) {
+        step();
+        shots.push_back(Snapshot(frame.Commands()));
+    }
 
-    for (const StateRow& row : kEnabledInStates)
-        for (std::size_t state = 0; state < shots.size(); ++state)
-            EXPECT_EQ(shots[state].enabled[row.Item], row.Enabled[state] == '1')
-                << row.Item << " in state " << state;
-    const char* pressed = "0011100";
-    const char* visible = "1111110";
-    for (std::size_t state = 0; state < shots.size(); ++state) {
-        EXPECT_EQ(shots[state].powerPressed, pressed[state] == '1') << "state " << state;
-        EXPECT_EQ(shots[state].powerCaption, pressed[state] == '1' ? "&Power Off" : "&Power On");
-        EXPECT_EQ(shots[state].menusVisible, visible[state] == '1') << "state " << state;
+    for (const auto& [pattern, items] : kOnInStates) {
+        std::istringstream words(items);
+        for (std::string id; words >> id;)
+            for (std::size_t state = 0; state < shots.size(); ++state)
+                EXPECT_EQ(shots[state][id], pattern[state] == '1') << id << " in state " << state;
     }
     EXPECT_EQ(windows.CallsOf("Inspectors"),
               (std::vector<std::string>{"0", "0", "1", "0", "0"})); // open, power on/off, close
     EXPECT_EQ(prompter.Boxes().size(), 0u);
-}
-
-TEST_F(FrameCommandsTest, ToolbarButtonsPerformTheirMenuItems) {
-    const std::pair<const char*, const char*> dispatch[] = {
-        {"NewAppl", "mnuApplNew"},
-        {"OpenAppl", "mnuApplLoad"},
-        {"SaveAppl", "mnuApplSave"},
-        {"AddSrc", "mnuSrcAdd"},
-        {"RemSrc", "mnuSrcRemove"},
-        {"SaveSrc", "mnuSrcSave"},
-        {"Build", "mnuBuildUpdated"},
-        {"Rebuild", "mnuBuildRebuild"},
-        {"Power", "mnuDbgPower"},
-        {"Reset", "mnuDbgReset"},
-        {"StepIn", "mnuDbgStepIn"},
-        {"StepOver", "mnuDbgStepOver"},
-        {"Run", "mnuDbgRun"},
-        {"Break", "mnuDbgBreak"},
-        {"BreakToggle", "mnuBkptToggle"},
-        {"BreakClear", "mnuBkptClearAll"},
-        {"StepAuto", ""},
-        {"StepN", ""},
-    };
-    ASSERT_EQ(CommandState::ButtonTable().size(), std::size(dispatch));
-    for (const auto& [key, item] : dispatch)
-        EXPECT_EQ(CommandState::MenuItemOfButton(key), item) << key;
 }
 
 TEST_F(FrameCommandsTest, StartUpRunsItsStepsInOrder) {
@@ -149,44 +186,48 @@ TEST_F(FrameCommandsTest, StartUpRunsItsStepsInOrder) {
     ASSERT_FALSE(trace.empty());
     EXPECT_EQ(trace[0].Module, kFrameTraceModule);
     EXPECT_EQ(trace[0].Text.rfind("Operating system infomation, OS Version:", 0), 0u);
+
+    // A desktop switch adds "Ext" while the external flag is set, and keeps the old name when
+    // the windows can't be placed.
+    frame.ExternalFlag = true;
+    EXPECT_TRUE(frame.SwitchDesktop("Debug"));
+    EXPECT_EQ(frame.CurrentDesktop(), "DebugExt");
+    windows.desktopAnswer = false;
+    EXPECT_FALSE(frame.SwitchDesktop("Source"));
+    EXPECT_EQ(frame.CurrentDesktop(), "DebugExt");
 }
 
-TEST_F(FrameCommandsTest, StartUpStopsWithoutSettingsOrTemplates) {
-    struct Case {
+TEST_F(FrameCommandsTest, OpenReachesEveryChildInOrderAndFailuresAndRefusalsSaySo) {
+    const struct {
         const char* name;
-        const char* remove; // what is taken from the program folder
-        const char* title;  // the box shown
+        std::string file; // content of the file opened; empty: no file
         const char* text;
-    } cases[] = {
-        {"settings missing", "BX.gss", "Error", kSettingsMissingText},
-        {"templates missing", "Templates\\Sarnova\\KTR640\\keep.txt", "Checking Templates",
-         "Templates unusable. Please contact Sarnova."},
+    } failures[] = {
+        {"missing file", "", "Cannot open appliance model."},
+        {"older version", R"(<Appliance Title="old" Version="v 00.01.007"/>)",
+         "The '' family was selected and is not supported."},
+        {"unknown clock",
+         R"(<Appliance Title="x" Version="v 00.01.009"><Architecture Model="KTR311" )"
+         R"(Family="KTR" OPClock="3 MHz"/></Appliance>)",
+         "The '3 MHz' clock was selected and is not supported."},
     };
-    for (const Case& c : cases) {
-        TempFolder folder;
-        platform::ScopedProgramFolder scoped(folder.Path());
-        folder.WriteFile("BX.gss", program.ReadFile("BX.gss"));
-        for (const char* body : {"KTR310", "KTR311", "KTR640"})
-            folder.WriteFile(std::string("Templates\\Sarnova\\") + body + "\\keep.txt", "");
-        platform::DeleteFile(folder.Sub(c.remove));
-        if (std::string(c.remove).find("KTR640") != std::string::npos)
-            platform::DeleteFolderTree(folder.Sub("Templates\\Sarnova\\KTR640"));
-        ScriptedPrompter boxes;
-        GlobalSettings fresh(boxes);
-        FakeFrameWindows fake;
-        FrameCommands startup(fresh, fake, boxes, status, messages, diagnoser, nullptr);
-        EXPECT_FALSE(startup.Start()) << c.name;
-        ASSERT_FALSE(boxes.Boxes().empty()) << c.name;
-        EXPECT_EQ(boxes.Boxes().back().title, c.title) << c.name;
-        EXPECT_EQ(boxes.Boxes().back().text, c.text) << c.name;
-        EXPECT_FALSE(fake.Called("FillExtender")) << c.name;
-        EXPECT_FALSE(fake.Called("Caption")) << c.name;
-    }
-}
-
-TEST_F(FrameCommandsTest, OpenHandsTheApplianceToEveryChildInOrder) {
-    const std::string path = WriteAppliance("demo");
     Started();
+    for (const auto& failure : failures) {
+        if (!failure.file.empty())
+            work.WriteFile(std::string(failure.name) + ".apl", failure.file);
+        frame.Open(work.Sub(std::string(failure.name) + ".apl"));
+        ASSERT_FALSE(prompter.Boxes().empty()) << failure.name;
+        EXPECT_EQ(prompter.Boxes().back().title, "Open Appliance") << failure.name;
+        EXPECT_EQ(prompter.Boxes().back().text, failure.text) << failure.name;
+        EXPECT_EQ(prompter.Boxes().back().icon, Icon::Exclamation) << failure.name;
+        EXPECT_FALSE(frame.Commands().Menu("mnuApplSave").Enabled) << failure.name;
+    }
+    EXPECT_EQ(prompter.Boxes().size(), 3u);
+    EXPECT_TRUE(settings.RecentAppliances.empty());
+
+    const std::string path = WriteAppliance("demo");
+    prompter = ScriptedPrompter();
+    windows.calls.clear();
     frame.Open(path);
     EXPECT_EQ(windows.CallsOf("Unload"),
               (std::vector<std::string>{"frmAppliance", "frmSource", "frmMessage", "frmWatch",
@@ -198,69 +239,34 @@ TEST_F(FrameCommandsTest, OpenHandsTheApplianceToEveryChildInOrder) {
     EXPECT_EQ(windows.caption,
               platform::ToNativePath(frame.CurrentAppliance().Folder) + " " + kProductCaption);
     EXPECT_EQ(TracePoints(ReadTraceLog(program.Sub("vkbx.log")), kFrameTraceModule),
-              (std::vector<int32_t>{1, 100, 200, 210, 220, 230, 240, 250, 300, 400, 500}));
+              (std::vector<int32_t>{1, 100, 100, 100, // start-up, the three failed opens
+                                    100, 200, 210, 220, 230, 240, 250, 300, 400, 500}));
     EXPECT_EQ(frame.CurrentAppliance().ClockParam, "4");
     EXPECT_EQ(frame.CurrentAppliance().IceEmuNumber, 13);
     EXPECT_EQ(settings.RecentAppliances, std::vector<std::string>{path});
     EXPECT_EQ(frame.Commands().Menu("mnuRecent(0)").Caption, path);
-}
 
-TEST_F(FrameCommandsTest, OpenFailuresShowTheirBox) {
-    struct Case {
-        const char* name;
-        std::string file; // content of the file opened; empty: no file
-        const char* text;
-    } cases[] = {
-        {"missing file", "", "Cannot open appliance model."},
-        {"older version", R"(<Appliance Title="old" Version="v 00.01.007"/>)",
-         "The '' family was selected and is not supported."},
-        {"unknown clock",
-         R"(<Appliance Title="x" Version="v 00.01.009"><Architecture Model="KTR311" )"
-         R"(Family="KTR" OPClock="3 MHz"/></Appliance>)",
-         "The '3 MHz' clock was selected and is not supported."},
-    };
-    Started();
-    for (const Case& c : cases) {
-        const std::string path = work.Sub(std::string(c.name) + ".apl");
-        if (!c.file.empty())
-            work.WriteFile(std::string(c.name) + ".apl", c.file);
-        const std::size_t before = prompter.Boxes().size();
-        frame.Open(path);
-        ASSERT_EQ(prompter.Boxes().size(), before + 1) << c.name;
-        EXPECT_EQ(prompter.Boxes().back().title, "Open Appliance") << c.name;
-        EXPECT_EQ(prompter.Boxes().back().text, c.text) << c.name;
-        EXPECT_EQ(prompter.Boxes().back().icon, Icon::Exclamation) << c.name;
-        EXPECT_FALSE(frame.Commands().Menu("mnuApplSave").Enabled) << c.name;
-        EXPECT_TRUE(settings.RecentAppliances.empty()) << c.name;
-    }
-}
+    windows.sourceAnswer = false;
+    frame.SaveCommand();
+    ASSERT_EQ(prompter.Boxes().size(), 1u);
+    EXPECT_EQ(prompter.Boxes()[0].title, "Save Appliance");
+    EXPECT_EQ(prompter.Boxes()[0].text, "Save appliance was cancelled.");
 
-TEST_F(FrameCommandsTest, RecentListKeepsFiveAndBringsAReopenedFifthToTheFront) {
-    std::vector<std::string> paths;
-    for (const char* name : {"a", "b", "c", "d", "e"})
-        paths.push_back(WriteAppliance(name));
-    Started();
-    for (const std::string& path : paths)
-        frame.Open(path);
-    const std::vector<std::string> expected{paths[4], paths[3], paths[2], paths[1], paths[0]};
-    ASSERT_EQ(settings.RecentAppliances, expected);
+    // A failed power-on changes nothing, and a pending build runs at its end (one made from a
+    // bare template has no steps to build).
+    windows.sourceAnswer = true;
+    windows.powerAnswer = false;
+    frame.PostBuildRequest();
+    frame.TogglePower();
+    EXPECT_FALSE(frame.Powered());
+    EXPECT_EQ(frame.CurrentDesktop(), "Source");
+    EXPECT_EQ(frame.Commands().Menu("mnuDbgPower").Caption, "&Power On");
+    EXPECT_FALSE(frame.Commands().Menu("mnuDbgRun").Enabled);
+    EXPECT_FALSE(frame.BuildPending());
+    ASSERT_EQ(prompter.Boxes().size(), 2u);
+    EXPECT_EQ(prompter.Boxes()[1].text, "Nothing to build or no rules to build.");
 
-    frame.OpenRecent(4); // "a", the fifth
-    EXPECT_EQ(settings.RecentAppliances,
-              (std::vector<std::string>{paths[0], paths[4], paths[3], paths[2], paths[1]}));
-    for (int i = 0; i < CommandState::kRecentEntries; ++i)
-        EXPECT_EQ(frame.Commands().Menu(CommandState::RecentItemName(i)).Caption,
-                  settings.RecentAppliances[static_cast<std::size_t>(i)]);
-
-    frame.OpenRecent(2); // listed and not last: the list loses its last entry only
-    EXPECT_EQ(settings.RecentAppliances,
-              (std::vector<std::string>{paths[0], paths[4], paths[3], paths[2]}));
-}
-
-TEST_F(FrameCommandsTest, CloseRefusedByAWindowKeepsEverything) {
-    const std::string path = WriteAppliance("demo");
-    Started();
-    frame.Open(path);
+    // A close refused by either window keeps everything; so does an Open, which closes first.
     for (bool sourceRefuses : {false, true}) {
         windows.applianceAnswer = sourceRefuses;
         windows.sourceAnswer = !sourceRefuses;
@@ -268,21 +274,18 @@ TEST_F(FrameCommandsTest, CloseRefusedByAWindowKeepsEverything) {
         EXPECT_FALSE(frame.Close());
         EXPECT_TRUE(windows.CallsOf("Unload").empty());
         EXPECT_TRUE(frame.ApplianceOpen());
-        EXPECT_EQ(frame.CurrentAppliance().Title, "demo");
         EXPECT_TRUE(frame.Commands().Menu("mnuApplClose").Enabled);
     }
-    windows.calls.clear();
-    frame.Open(WriteAppliance("other")); // Open closes first, and stops at the refusal
+    frame.Open(WriteAppliance("other"));
     EXPECT_EQ(frame.CurrentAppliance().Title, "demo");
     EXPECT_FALSE(frame.QueryExit());
 }
 
-TEST_F(FrameCommandsTest, NewSavesTheWizardsApplianceAndOpensItsMainSource) {
+TEST_F(FrameCommandsTest, NewSavesTheWizardsApplianceAndTheRecentListKeepsFive) {
     Started();
     auto made = std::make_unique<Appliance>();
     made->Settings = &settings;
-    ASSERT_TRUE(made->Load(platform::FromNativePath(std::string(BX_SOURCE_DIR) +
-                                                    "/data/Templates/Sarnova/KTR311/KTR311.tpl")));
+    ASSERT_TRUE(made->Load(ShippedFile(kTemplate)));
     made->Title = "fresh";
     made->Folder = work.Sub("fresh") + "\\";
     platform::CreateFolder(work.Sub("fresh"));
@@ -300,45 +303,23 @@ TEST_F(FrameCommandsTest, NewSavesTheWizardsApplianceAndOpensItsMainSource) {
     frame.New("");
     EXPECT_FALSE(frame.ApplianceOpen());
     EXPECT_EQ(windows.caption, FrameCaption());
-}
 
-TEST_F(FrameCommandsTest, SaveCancelledBySourceWindowSaysSo) {
-    const std::string path = WriteAppliance("demo");
-    Started();
-    frame.Open(path);
-    windows.sourceAnswer = false;
-    frame.SaveCommand();
-    ASSERT_EQ(prompter.Boxes().size(), 1u);
-    EXPECT_EQ(prompter.Boxes()[0].title, "Save Appliance");
-    EXPECT_EQ(prompter.Boxes()[0].text, "Save appliance was cancelled.");
-}
-
-TEST_F(FrameCommandsTest, FailedPowerOnChangesNothingAndAPendingBuildRunsAtTheEnd) {
-    const std::string path = WriteAppliance("demo");
-    Started();
-    frame.Open(path);
-    windows.powerAnswer = false;
-    windows.calls.clear();
-    frame.PostBuildRequest();
-    frame.TogglePower();
-    EXPECT_FALSE(frame.Powered());
-    EXPECT_EQ(frame.CurrentDesktop(), "Source");
-    EXPECT_EQ(frame.Commands().Menu("mnuDbgPower").Caption, "&Power On");
-    EXPECT_FALSE(frame.Commands().Menu("mnuDbgRun").Enabled);
-    EXPECT_FALSE(frame.BuildPending());
-    // The build ran: an appliance made from a bare template has no steps to build.
-    ASSERT_EQ(prompter.Boxes().size(), 1u);
-    EXPECT_EQ(prompter.Boxes()[0].text, "Nothing to build or no rules to build.");
-}
-
-TEST_F(FrameCommandsTest, DesktopSwitchAddsExtAndKeepsTheOldNameOnFailure) {
-    Started();
-    frame.ExternalFlag = true;
-    EXPECT_TRUE(frame.SwitchDesktop("Debug"));
-    EXPECT_EQ(frame.CurrentDesktop(), "DebugExt");
-    windows.desktopAnswer = false;
-    EXPECT_FALSE(frame.SwitchDesktop("Source"));
-    EXPECT_EQ(frame.CurrentDesktop(), "DebugExt");
+    // The recent list keeps five (the new one drops out) and brings a reopened fifth to the
+    // front; one listed and not last costs the list its last entry only.
+    std::vector<std::string> paths;
+    for (const char* name : {"a", "b", "c", "d", "e"})
+        frame.Open(paths.emplace_back(WriteAppliance(name)));
+    ASSERT_EQ(settings.RecentAppliances,
+              (std::vector<std::string>{paths[4], paths[3], paths[2], paths[1], paths[0]}));
+    frame.OpenRecent(4);
+    EXPECT_EQ(settings.RecentAppliances,
+              (std::vector<std::string>{paths[0], paths[4], paths[3], paths[2], paths[1]}));
+    for (int i = 0; i < CommandState::kRecentEntries; ++i)
+        EXPECT_EQ(frame.Commands().Menu(CommandState::RecentItemName(i)).Caption,
+                  settings.RecentAppliances[static_cast<std::size_t>(i)]);
+    frame.OpenRecent(2);
+    EXPECT_EQ(settings.RecentAppliances,
+              (std::vector<std::string>{paths[0], paths[4], paths[3], paths[2]}));
 }
 
 } // namespace

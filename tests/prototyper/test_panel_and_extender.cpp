@@ -9,7 +9,7 @@
 namespace bx::prototyper {
 namespace {
 
-TEST(PanelLayout, PartsComeFromTheRecordAndAnOlderRecordFillsTheFrontWithItsDevice) {
+TEST(PanelLayout, PartsComeFromTheRecordAndAPressHitsThePartUnderIt) {
     const PanelLayout board = LayOutPanel({{"Caption", "Board"},
                                            {"LEDs", "12,28,312,52"},
                                            {"Buttons", "12, 82, 312, 34"},
@@ -29,9 +29,8 @@ TEST(PanelLayout, PartsComeFromTheRecordAndAnOlderRecordFillsTheFrontWithItsDevi
     EXPECT_FALSE(older.Leds);
     EXPECT_EQ(older.Width, 160);
     EXPECT_LE(older.Keypad->Left + older.Keypad->Width, 160);
-}
 
-TEST(PanelLayout, APressHitsTheButtonOrKeyUnderItAndNothingBetween) {
+    // A press hits the button or key under it, and nothing between.
     const PanelLayout layout = LayOutPanel(
         {{"Buttons", "0,0,80,10"}, {"Keypad", "0,20,40,40"}, {"Speaker", "50,20,60,30"}}, "");
     const Rect third = CellOf(*layout.Buttons, 3, 8);

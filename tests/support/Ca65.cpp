@@ -2,26 +2,17 @@
 
 #include <array>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <sstream>
 #include <sys/wait.h>
 
 namespace bx::test {
 
-namespace {
-
-std::string Quote(const std::string& text) {
-    std::string out = "'";
-    for (char c : text) {
-        if (c == '\'')
-            out += "'\\''";
-        else
-            out += c;
-    }
-    return out + "'";
+std::string ShellQuoted(const std::string& text) {
+    std::string quoted = "'";
+    for (char c : text)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
 }
-
-} // namespace
 
 int RunCommand(const std::string& command, std::string& output) {
     output.clear();
@@ -47,39 +38,22 @@ bool Ca65Available() {
 Assembled Assemble(const TempFolder& folder, const std::string& source,
                    const std::string& configPath, const std::string& includeFolder) {
     Assembled result;
-    const auto dir = folder.Native();
-    {
-        std::ofstream out(dir / "prog.s", std::ios::binary);
-        out << source;
-    }
-    const std::string obj = (dir / "prog.o").string();
-    const std::string bin = (dir / "prog.bin").string();
-    const std::string labels = (dir / "prog.lbl").string();
-    std::string log;
-    if (RunCommand("ca65 --cpu 65C02 -g -I " + Quote(includeFolder) + " -o " + Quote(obj) + " " +
-                       Quote((dir / "prog.s").string()),
-                   log) != 0) {
-        result.Log = "ca65: " + log;
+    folder.WriteFile("prog.s", source);
+    if (RunCommand("cd " + ShellQuoted(folder.Native().string()) + " && ca65 --cpu 65C02 -g -I " +
+                       ShellQuoted(includeFolder) + " -o prog.o prog.s && ld65 -C " +
+                       ShellQuoted(configPath) + " -Ln prog.lbl -o prog.bin prog.o",
+                   result.Log) != 0)
         return result;
-    }
-    if (RunCommand("ld65 -C " + Quote(configPath) + " -Ln " + Quote(labels) + " -o " + Quote(bin) +
-                       " " + Quote(obj),
-                   log) != 0) {
-        result.Log = "ld65: " + log;
-        return result;
-    }
-    std::ifstream in(bin, std::ios::binary);
-    result.Image.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    const std::string image = folder.ReadFile("prog.bin");
+    result.Image.assign(image.begin(), image.end());
     result.Ok = !result.Image.empty();
+    result.Log = result.Ok ? "" : "ld65 wrote no output";
     // Lines of the form "al 00C012 .name".
-    std::ifstream lbl(labels);
+    std::istringstream labels(folder.ReadFile("prog.lbl"));
     std::string al, value, name;
-    while (lbl >> al >> value >> name) {
+    while (labels >> al >> value >> name)
         if (al == "al" && name.size() > 1)
             result.Labels[name.substr(1)] = static_cast<uint32_t>(std::stoul(value, nullptr, 16));
-    }
-    if (!result.Ok)
-        result.Log = "ld65 wrote no output";
     return result;
 }
 

@@ -15,6 +15,8 @@ namespace bx::test {
 // Runs a shell command; returns its exit status and fills output with what it wrote to
 // standard output and standard error.
 int RunCommand(const std::string& command, std::string& output);
+// The text in single quotes, for a POSIX shell.
+std::string ShellQuoted(const std::string& text);
 
 // True when both ca65 and ld65 can be started.
 bool Ca65Available();

@@ -1,8 +1,6 @@
 #include "support/Cc65Toolchain.h"
 
-#include <array>
-#include <cstdio>
-#include <memory>
+#include "support/Ca65.h"
 
 namespace bx::test {
 
@@ -10,22 +8,10 @@ namespace {
 
 // Runs a shell command, appending the command and its output to log; true on exit status 0.
 bool RunLogged(const std::string& command, std::string& log) {
-    log += "$ " + command + "\n";
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen((command + " 2>&1").c_str(), "r"), ::pclose);
-    if (!pipe)
-        return false;
-    std::array<char, 512> buffer{};
-    while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), pipe.get()) != nullptr)
-        log += buffer.data();
-    int status = ::pclose(pipe.release());
-    return status == 0;
-}
-
-std::string Quoted(const std::string& text) {
-    std::string quoted = "'";
-    for (char c : text)
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
+    std::string output;
+    const bool ok = RunCommand(command, output) == 0;
+    log += "$ " + command + "\n" + output;
+    return ok;
 }
 
 } // namespace
@@ -53,11 +39,7 @@ SEGMENTS {
 )";
 
 bool Cc65Available() {
-    static const bool available = [] {
-        std::string log;
-        return RunLogged("ca65 --version", log) && RunLogged("ld65 --version", log);
-    }();
-    return available;
+    return Ca65Available();
 }
 
 Cc65Build AssembleAndLink(const TempFolder& folder, const std::vector<std::string>& sources,
@@ -65,16 +47,16 @@ Cc65Build AssembleAndLink(const TempFolder& folder, const std::vector<std::strin
                           const std::string& dbgFile) {
     Cc65Build build;
     folder.WriteFile("rom.cfg", config);
-    const std::string cd = "cd " + Quoted(folder.Native().string()) + " && ";
+    const std::string cd = "cd " + ShellQuoted(folder.Native().string()) + " && ";
     std::string objects;
     for (std::size_t i = 0; i < sources.size(); ++i) {
         std::string object = "obj" + std::to_string(i) + ".o";
-        if (!RunLogged(cd + "ca65 -g " + Quoted(sources[i]) + " -o " + object, build.Log))
+        if (!RunLogged(cd + "ca65 -g " + ShellQuoted(sources[i]) + " -o " + object, build.Log))
             return build;
         objects += " " + object;
     }
-    build.Ok = RunLogged(cd + "ld65 -C rom.cfg -o " + Quoted(output) + " --dbgfile " +
-                             Quoted(dbgFile) + objects,
+    build.Ok = RunLogged(cd + "ld65 -C rom.cfg -o " + ShellQuoted(output) + " --dbgfile " +
+                             ShellQuoted(dbgFile) + objects,
                          build.Log);
     return build;
 }

@@ -20,26 +20,22 @@ public:
     int32_t HubHandle() override { return FakeDebugTargets::kHubHandle; }
     bool ConnectDigital(int32_t sourceDevice, int32_t sourcePin, int32_t sourceMask,
                         int32_t targetDevice, int32_t targetPin, int32_t targetMask) override {
-        targets_.DeviceCalls.push_back(
-            "Hub ConnectDigital" +
-            Numbers({sourceDevice, sourcePin, sourceMask, targetDevice, targetPin, targetMask}));
-        return targets_.HubConnects;
+        return Log("ConnectDigital" + Numbers({sourceDevice, sourcePin, sourceMask, targetDevice,
+                                               targetPin, targetMask})),
+               targets_.HubConnects;
     }
     bool ConnectAnalog(int32_t sourceDevice, int32_t sourcePin, int32_t targetDevice,
                        int32_t targetPin) override {
-        targets_.DeviceCalls.push_back("Hub ConnectAnalog" +
-                                       Numbers({sourceDevice, sourcePin, targetDevice, targetPin}));
-        return targets_.HubConnects;
+        return Log("ConnectAnalog" + Numbers({sourceDevice, sourcePin, targetDevice, targetPin})),
+               targets_.HubConnects;
     }
     void SetParameter(const std::string& name, int32_t value) override {
-        targets_.DeviceCalls.push_back("Hub SetParameter " + name + " " + std::to_string(value));
+        Log("SetParameter " + name + Numbers({value}));
     }
-    int32_t Start() override {
-        targets_.DeviceCalls.push_back("Hub Start");
-        return 0;
-    }
+    int32_t Start() override { return Log("Start"), 0; }
 
 private:
+    void Log(const std::string& call) { targets_.DeviceCalls.push_back("Hub " + call); }
     FakeDebugTargets& targets_;
 };
 
@@ -51,8 +47,7 @@ public:
         : targets_(targets), name_(std::move(name)) {}
 
     bool Connect(int32_t hubHandle, int32_t deviceId) override {
-        Log("Connect" + Numbers({hubHandle, deviceId}));
-        return targets_.DeviceConnects[name_];
+        return Log("Connect" + Numbers({hubHandle, deviceId})), targets_.DeviceConnects[name_];
     }
     int32_t PinsetId(const std::string& pinset) override {
         Log("PinsetId " + pinset);
@@ -81,12 +76,10 @@ public:
 } // namespace
 
 std::shared_ptr<Emulator> FakeDebugTargets::CreateEmulator() {
-    std::shared_ptr<FakeEmulator> emulator =
-        MakeEmulator ? MakeEmulator() : std::make_shared<FakeEmulator>();
+    auto emulator = MakeEmulator ? MakeEmulator() : std::make_shared<FakeEmulator>();
     if (PrepareEmulator)
         PrepareEmulator(*emulator);
-    Emulators.push_back(emulator);
-    return emulator;
+    return Emulators.emplace_back(emulator);
 }
 
 std::unique_ptr<SymbolLibrary> FakeDebugTargets::CreateSymbolLibrary() {

@@ -13,29 +13,21 @@ BxError FakeError(const std::string& what) {
     return BxError(1, "Emulator", what);
 }
 
-std::string Flag(bool value) {
-    return value ? "1" : "0";
-}
-
 } // namespace
 
 // ---- Set-up -------------------------------------------------------------------------------
 
 bool FakeEmulator::Exists(int32_t address, int32_t count) const {
-    if (address < 0 || count < 0)
-        return false;
-    const int32_t bank = address / kBankSize;
-    const int32_t offset = address % kBankSize;
-    return bank <= HighestBank && offset + count <= kBankSize;
+    return address >= 0 && count >= 0 && address / kBankSize <= HighestBank &&
+           address % kBankSize + count <= kBankSize;
 }
 
 bool FakeEmulator::Readable(int32_t address, int32_t count) const {
     if (!Exists(address, count))
         return false;
-    for (int32_t i = 0; i < count; ++i) {
+    for (int32_t i = 0; i < count; ++i)
         if (unreadable_.count(address + i) != 0)
             return false;
-    }
     return true;
 }
 
@@ -61,49 +53,20 @@ void FakeEmulator::MakeUnreadable(int32_t address, int32_t count) {
         unreadable_.insert(address + i);
 }
 
-void FakeEmulator::RaiseBreakHit(int32_t bank, int32_t address, int32_t cond) {
-    Running = false;
-    BreakHit(bank, address, cond);
-}
-
-int32_t FakeEmulator::BreakFlagsAt(int32_t address) const {
-    auto it = breakFlags_.find(address);
-    return it == breakFlags_.end() ? 0 : it->second;
-}
-
 // ---- Execution ----------------------------------------------------------------------------
 
 int32_t FakeEmulator::Reset() {
-    Calls.push_back("Reset");
+    Log("Reset");
     Running = false;
     if (Cpu)
         Cpu->PC = static_cast<uint16_t>(Peek(0xFFFC) | (Peek(0xFFFD) << 8));
     return 0;
 }
 
-int32_t FakeEmulator::Run() {
-    Calls.push_back("Run");
-    Running = true;
-    return 0;
-}
-
-bool FakeEmulator::Stop() {
-    Calls.push_back("Stop");
-    const bool wasRunning = Running;
-    Running = false;
-    return wasRunning;
-}
-
-int32_t FakeEmulator::Step() {
-    Calls.push_back("Step");
-    return 0;
-}
-
 // ---- Breakpoints --------------------------------------------------------------------------
 
 bool FakeEmulator::SetBreak(int32_t address, int32_t kinds, int32_t count) {
-    Calls.push_back("SetBreak " + Hex8(address) + " " + std::to_string(kinds) + " " +
-                    std::to_string(count));
+    Log("SetBreak", Hex8(address), kinds, count);
     SetBreakCalls.push_back({address, kinds, count});
     if (RefuseBreaks || !Exists(address, count))
         return false;
@@ -113,8 +76,7 @@ bool FakeEmulator::SetBreak(int32_t address, int32_t kinds, int32_t count) {
 }
 
 bool FakeEmulator::ClearBreak(int32_t address, int32_t kinds, int32_t count) {
-    Calls.push_back("ClearBreak " + Hex8(address) + " " + std::to_string(kinds) + " " +
-                    std::to_string(count));
+    Log("ClearBreak", Hex8(address), kinds, count);
     ClearBreakCalls.push_back({address, kinds, count});
     if (address == 0 && kinds == 7 && count == -1) {
         breakFlags_.clear();
@@ -124,17 +86,14 @@ bool FakeEmulator::ClearBreak(int32_t address, int32_t kinds, int32_t count) {
         return false;
     for (int32_t i = 0; i < count; ++i) {
         auto it = breakFlags_.find(address + i);
-        if (it == breakFlags_.end())
-            continue;
-        it->second &= ~kinds;
-        if (it->second == 0)
+        if (it != breakFlags_.end() && (it->second &= ~kinds) == 0)
             breakFlags_.erase(it);
     }
     return true;
 }
 
 bool FakeEmulator::GetBreakFlags(int32_t address, std::vector<int32_t>& flags, int32_t count) {
-    Calls.push_back("GetBreakFlags " + Hex8(address) + " " + std::to_string(count));
+    Log("GetBreakFlags", Hex8(address), count);
     flags.clear();
     if (ThrowOnRead)
         throw FakeError("GetBreakFlags refused");
@@ -148,14 +107,14 @@ bool FakeEmulator::GetBreakFlags(int32_t address, std::vector<int32_t>& flags, i
 // ---- Registers and memory -----------------------------------------------------------------
 
 std::optional<CpuState> FakeEmulator::GetCpuState() {
-    Calls.push_back("GetCpuState");
+    Log("GetCpuState");
     if (ThrowOnRead)
         throw FakeError("GetCpuState refused");
     return Cpu;
 }
 
 void FakeEmulator::SetCpuState(const CpuState& state) {
-    Calls.push_back("SetCpuState");
+    Log("SetCpuState");
     SetCpuStateCalls.push_back(state);
     if (ThrowOnWrite)
         throw FakeError("SetCpuState refused");
@@ -163,21 +122,19 @@ void FakeEmulator::SetCpuState(const CpuState& state) {
 }
 
 std::vector<uint8_t> FakeEmulator::ReadMemory(int32_t address, int32_t& count) {
-    Calls.push_back("ReadMemory " + Hex8(address) + " " + std::to_string(count));
+    Log("ReadMemory", Hex8(address), count);
     if (ThrowOnRead)
         throw FakeError("ReadMemory refused");
-    if (!Readable(address, count)) {
-        count = 0;
-        return {};
-    }
     std::vector<uint8_t> data;
+    if (!Readable(address, count))
+        count = 0;
     for (int32_t i = 0; i < count; ++i)
         data.push_back(Peek(address + i));
     return data;
 }
 
 void FakeEmulator::WriteMemory(int32_t address, int32_t& count, const std::vector<uint8_t>& data) {
-    Calls.push_back("WriteMemory " + Hex8(address) + " " + std::to_string(count));
+    Log("WriteMemory", Hex8(address), count);
     std::vector<uint8_t> written = data;
     if (count >= 0 && static_cast<std::size_t>(count) < written.size())
         written.resize(static_cast<std::size_t>(count));
@@ -190,65 +147,28 @@ void FakeEmulator::WriteMemory(int32_t address, int32_t& count, const std::vecto
     Poke(address, written);
 }
 
-// ---- Model, clock, options ----------------------------------------------------------------
-
-int32_t FakeEmulator::GetModel() {
-    Calls.push_back("GetModel");
-    return Model;
-}
+// ---- Model, clock, options, ICE driver, devices -------------------------------------------
 
 void FakeEmulator::SetModel(int32_t model) {
-    Calls.push_back("SetModel " + std::to_string(model));
+    Log("SetModel", model);
     if (model == Model)
         return;
-    if (KnownModels.count(model) == 0) {
-        Model = emulator_model::kNone;
-        return;
+    Model = KnownModels.count(model) != 0 ? model : emulator_model::kNone;
+    if (Model != emulator_model::kNone) { // another model is another machine
+        banks_.clear();
+        breakFlags_.clear();
     }
-    // Another model is another machine.
-    Model = model;
-    banks_.clear();
-    breakFlags_.clear();
-}
-
-void FakeEmulator::SetClock(int32_t index, int32_t hertz) {
-    Calls.push_back("SetClock " + std::to_string(index) + " " + std::to_string(hertz));
-    Clocks[index] = hertz;
-}
-
-void FakeEmulator::SetOption(const std::string& name, bool value) {
-    Calls.push_back("SetOption " + name + " " + Flag(value));
-    Options[name] = value;
 }
 
 int32_t FakeEmulator::GetValue(const std::string& name) {
-    Calls.push_back("GetValue " + name);
+    Log("GetValue", name);
     if (name == "Bank")
         return HighestBank;
     throw FakeError("No value named " + name);
 }
 
-// ---- ICE driver ---------------------------------------------------------------------------
-
-std::string FakeEmulator::GetIceDriver() {
-    Calls.push_back("GetIceDriver");
-    return IceDriver;
-}
-
-void FakeEmulator::SetIceDriver(const std::string& path) {
-    Calls.push_back("SetIceDriver " + path);
-    IceDriver = IceDriverLoads ? path : std::string();
-}
-
-// ---- Devices ------------------------------------------------------------------------------
-
-void FakeEmulator::AttachHub(int32_t hubHandle, int32_t deviceId) {
-    Calls.push_back("AttachHub " + std::to_string(hubHandle) + " " + std::to_string(deviceId));
-    AttachedHub = hubHandle;
-}
-
 int32_t FakeEmulator::GetPortId(const std::string& portName) {
-    Calls.push_back("GetPortId " + portName);
+    Log("GetPortId", portName);
     static const std::map<std::string, int32_t> ports{{"P0", 0}, {"P1", 1}, {"P2", 2}, {"DAC", 3}};
     auto it = ports.find(portName);
     if (it == ports.end())
@@ -260,17 +180,15 @@ int32_t FakeEmulator::GetPortId(const std::string& portName) {
 
 bool FakeEmulator::Disassemble(int32_t address, int32_t count, int32_t& nextAddress,
                                std::vector<std::string>& text) {
-    Calls.push_back("Disassemble " + Hex8(address) + " " + std::to_string(count));
+    Log("Disassemble", Hex8(address), count);
     text.clear();
     nextAddress = address;
     for (int32_t i = 0; i < count; ++i) {
-        auto scripted = Instructions.find(nextAddress);
-        if (scripted != Instructions.end()) {
+        if (auto scripted = Instructions.find(nextAddress); scripted != Instructions.end()) {
             text.push_back(scripted->second.first);
             nextAddress += scripted->second.second;
         } else if (Readable(nextAddress, 1)) {
-            text.push_back(".byte $" + Hex2(Peek(nextAddress)));
-            nextAddress += 1;
+            text.push_back(".byte $" + Hex2(Peek(nextAddress++)));
         } else {
             text.clear();
             nextAddress = address + 1;
@@ -281,22 +199,9 @@ bool FakeEmulator::Disassemble(int32_t address, int32_t count, int32_t& nextAddr
 }
 
 int32_t FakeEmulator::NextInstruction(int32_t address) {
-    Calls.push_back("NextInstruction " + Hex8(address));
+    Log("NextInstruction", Hex8(address));
     constexpr uint8_t kJsr = 0x20;
-    if (Readable(address, 3) && Peek(address) == kJsr)
-        return address + 3;
-    return -1;
-}
-
-bool FakeEmulator::SetReadAhead(int32_t address, int32_t length, bool registers, bool memory) {
-    Calls.push_back("SetReadAhead " + std::to_string(address) + " " + std::to_string(length) + " " +
-                    Flag(registers) + " " + Flag(memory));
-    return true;
-}
-
-bool FakeEmulator::ResetRequested() {
-    Calls.push_back("ResetRequested");
-    return ResetKeyHeld;
+    return Readable(address, 3) && Peek(address) == kJsr ? address + 3 : -1;
 }
 
 } // namespace bx::test

@@ -46,7 +46,10 @@ public:
     void MakeUnreadable(int32_t address, int32_t count);
     // Stops the target as if it had stopped by itself: Running becomes false and BreakHit is
     // raised at once (the test stands in for the Dispatcher's delivery).
-    void RaiseBreakHit(int32_t bank, int32_t address, int32_t cond);
+    void RaiseBreakHit(int32_t bank, int32_t address, int32_t cond) {
+        Running = false;
+        BreakHit(bank, address, cond);
+    }
 
     // The registers GetCpuState gives; nullopt makes it give nothing, like a silent ICE.
     std::optional<CpuState> Cpu = CpuState{};
@@ -85,9 +88,9 @@ public:
     // ---- Emulator ------------------------------------------------------------------------
 
     int32_t Reset() override;
-    int32_t Run() override;
-    bool Stop() override;
-    int32_t Step() override;
+    int32_t Run() override { return Log("Run"), Running = true, 0; }
+    bool Stop() override { return Log("Stop"), std::exchange(Running, false); }
+    int32_t Step() override { return Log("Step"), 0; }
     bool SetBreak(int32_t address, int32_t kinds, int32_t count) override;
     bool ClearBreak(int32_t address, int32_t kinds, int32_t count) override;
     bool GetBreakFlags(int32_t address, std::vector<int32_t>& flags, int32_t count) override;
@@ -95,29 +98,49 @@ public:
     void SetCpuState(const CpuState& state) override;
     std::vector<uint8_t> ReadMemory(int32_t address, int32_t& count) override;
     void WriteMemory(int32_t address, int32_t& count, const std::vector<uint8_t>& data) override;
-    int32_t GetModel() override;
+    int32_t GetModel() override { return Log("GetModel"), Model; }
     void SetModel(int32_t model) override;
-    void SetClock(int32_t index, int32_t hertz) override;
-    void SetOption(const std::string& name, bool value) override;
+    void SetClock(int32_t index, int32_t hertz) override {
+        Log("SetClock", index, hertz), Clocks[index] = hertz;
+    }
+    void SetOption(const std::string& name, bool value) override {
+        Log("SetOption", name, value), Options[name] = value;
+    }
     int32_t GetValue(const std::string& name) override;
-    std::string GetIceDriver() override;
-    void SetIceDriver(const std::string& path) override;
-    void AttachHub(int32_t hubHandle, int32_t deviceId) override;
+    std::string GetIceDriver() override { return Log("GetIceDriver"), IceDriver; }
+    void SetIceDriver(const std::string& path) override {
+        Log("SetIceDriver", path), IceDriver = IceDriverLoads ? path : "";
+    }
+    void AttachHub(int32_t hubHandle, int32_t deviceId) override {
+        Log("AttachHub", hubHandle, deviceId), AttachedHub = hubHandle;
+    }
     int32_t GetPortId(const std::string& portName) override;
     bool Disassemble(int32_t address, int32_t count, int32_t& nextAddress,
                      std::vector<std::string>& text) override;
     int32_t NextInstruction(int32_t address) override;
-    bool SetReadAhead(int32_t address, int32_t length, bool registers, bool memory) override;
-    bool ResetRequested() override;
+    bool SetReadAhead(int32_t address, int32_t length, bool registers, bool memory) override {
+        return Log("SetReadAhead", address, length, registers, memory), true;
+    }
+    bool ResetRequested() override { return Log("ResetRequested"), ResetKeyHeld; }
 
     // The hub the fake was attached to, or -1.
     int32_t AttachedHub = -1;
     // The breakpoint flags of one byte.
-    int32_t BreakFlagsAt(int32_t address) const;
+    int32_t BreakFlagsAt(int32_t address) const {
+        return breakFlags_.contains(address) ? breakFlags_.at(address) : 0;
+    }
 
 private:
     bool Exists(int32_t address, int32_t count) const;
     bool Readable(int32_t address, int32_t count) const;
+    // Adds "Name part part ..." to Calls: numbers in decimal, flags as 1 or 0.
+    template <class... Parts>
+    void Log(const char* name, const Parts&... parts) {
+        Calls.push_back((std::string(name) + ... + (" " + Text(parts))));
+    }
+    static std::string Text(const std::string& text) { return text; }
+    static std::string Text(int32_t value) { return std::to_string(value); }
+    static std::string Text(bool value) { return value ? "1" : "0"; }
 
     std::map<int32_t, std::vector<uint8_t>> banks_;
     std::set<int32_t> unreadable_;

@@ -14,14 +14,10 @@ bool FakeSymbolLibrary::LoadFile(const std::string& path) {
 
 bool FakeSymbolLibrary::GetSourceFile(int32_t index, std::string& folder, std::string& name) {
     Calls.push_back("GetSourceFile " + std::to_string(index));
-    folder.clear();
-    name.clear();
     auto it = Files.find(index);
-    if (it == Files.end())
-        return false;
-    folder = it->second.Folder;
-    name = it->second.Name;
-    return true;
+    folder = it == Files.end() ? "" : it->second.Folder;
+    name = it == Files.end() ? "" : it->second.Name;
+    return it != Files.end();
 }
 
 int32_t FakeSymbolLibrary::GetAddress(int32_t fileIndex, int32_t line) {
@@ -45,12 +41,11 @@ FakeSymbolLibrary::EnumerateSymbols(const std::string& kindFilter,
                                     const std::function<void(const SymbolDefinition&)>& onSymbol) {
     Calls.push_back("EnumerateSymbols " + kindFilter);
     int32_t count = 0;
-    for (const SymbolDefinition& symbol : Symbols) {
-        if (!kindFilter.empty() && symbol.Kind.find(kindFilter) == std::string::npos)
-            continue;
-        ++count;
-        onSymbol(symbol);
-    }
+    for (const SymbolDefinition& symbol : Symbols)
+        if (kindFilter.empty() || symbol.Kind.find(kindFilter) != std::string::npos) {
+            ++count;
+            onSymbol(symbol);
+        }
     return count;
 }
 

@@ -6,8 +6,6 @@
 #include "foundation/Diagnoser.h"
 #include "frame/ui/MainFrame.h"
 #include "inspectors/SourceLineModel.h"
-#include "platform/FileSystem.h"
-#include "platform/Paths.h"
 #include "platform/ProgramFolder.h"
 #include "platform/ui/DialogRunner.h"
 #include "support/TempFolder.h"
@@ -53,15 +51,6 @@ public:
     QString folder;
     std::optional<QFont> font; // the font picker's choice; none: cancelled
 };
-
-// A program folder with the shipped settings and an (empty) template folder for each body.
-inline void MakeProgramFolder(const TempFolder& folder) {
-    const auto settings =
-        platform::ReadFile(platform::FromNativePath(std::string(BX_SOURCE_DIR) + "/data/BX.gss"));
-    folder.WriteFile("BX.gss", settings.value_or(""));
-    for (const char* body : {"KTR310", "KTR311", "KTR640"})
-        folder.WriteFile(std::string("Templates\\Sarnova\\") + body + "\\keep.txt", "");
-}
 
 inline bool StudioBuildToolsPresent() {
     for (const char* tool : {"ca65", "ld65", "make"})

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 #include <unistd.h>
 
 namespace bx::test {
@@ -36,27 +35,12 @@ TempFolder::~TempFolder() {
     std::filesystem::remove_all(native_, ec);
 }
 
-std::string TempFolder::Path() const {
-    return platform::FromNativePath(native_.string());
-}
-
-std::string TempFolder::Sub(const std::string& relative) const {
-    return Path() + "\\" + relative;
-}
-
 std::string TempFolder::WriteFile(const std::string& relative, const std::string& content) const {
     std::filesystem::path file = native_ / platform::ToNativePath(relative);
     std::filesystem::create_directories(file.parent_path());
     std::ofstream out(file, std::ios::binary);
     out << content;
     return Sub(relative);
-}
-
-std::string TempFolder::ReadFile(const std::string& relative) const {
-    std::ifstream in(native_ / platform::ToNativePath(relative), std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 } // namespace bx::test

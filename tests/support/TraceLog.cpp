@@ -11,17 +11,13 @@ std::vector<TraceEntry> ReadTraceLog(const std::string& path) {
     std::istringstream lines(platform::ReadFile(path).value_or(""));
     for (std::string line; std::getline(lines, line);) {
         // "M1001 S406 Connected OK? True": the module, the point, one blank, then the text.
-        if (line.size() < 2 || line[0] != 'M')
-            continue;
         const std::size_t point = line.find(" S");
-        if (point == std::string::npos)
+        if (line.size() < 2 || line[0] != 'M' || point == std::string::npos)
             continue;
         const std::size_t text = line.find(' ', point + 2);
-        TraceEntry entry;
-        entry.Module = std::stoi(line.substr(1, point - 1));
-        entry.Point = std::stoi(line.substr(point + 2, text - point - 2));
-        entry.Text = text == std::string::npos ? std::string() : line.substr(text + 1);
-        entries.push_back(entry);
+        entries.push_back({std::stoi(line.substr(1, point - 1)),
+                           std::stoi(line.substr(point + 2, text - point - 2)),
+                           text == std::string::npos ? std::string() : line.substr(text + 1)});
     }
     return entries;
 }

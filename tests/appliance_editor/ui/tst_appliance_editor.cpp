@@ -20,10 +20,6 @@ using namespace bx::test;
 
 namespace {
 
-std::string Shipped(const std::string& relative) {
-    return platform::FromNativePath(std::string(BX_SOURCE_DIR) + "/data/" + relative);
-}
-
 // The middle of a row's cell, in the pane's viewport.
 QPoint CellCentre(QTreeWidget* list, int row, int column) {
     const QRect rect = list->visualItemRect(list->topLevelItem(row));
@@ -55,11 +51,11 @@ class TestApplianceEditor : public QObject {
 private slots:
     void init() {
         settings_ = std::make_unique<GlobalSettings>(prompts_);
-        QVERIFY(settings_->Load(Shipped("BX.gss")));
+        QVERIFY(settings_->Load(ShippedFile("BX.gss")));
         folder_ = std::make_unique<TempFolder>();
         appliance_ = std::make_unique<Appliance>();
         appliance_->Settings = settings_.get();
-        QVERIFY(appliance_->Load(Shipped("Templates/Sarnova/KTR310/KTR310.tpl")));
+        QVERIFY(appliance_->Load(ShippedFile("Templates/Sarnova/KTR310/KTR310.tpl")));
         appliance_->Title = "demo";
         appliance_->Folder = folder_->Path() + "\\";
         // The build steps of a new appliance's starter program, and nothing modified yet.
@@ -213,6 +209,7 @@ private slots:
         QCOMPARE(appliance_->ObjMaps().Count(), std::size_t(1));
         QCOMPARE(editor_->VisiblePane(), Pane::Load);
         QCOMPARE(editor_->PaneList(Pane::Load)->topLevelItem(0)->text(2), QString("$00:C0FF"));
+        QCOMPARE(editor_->PaneList(Pane::Load)->headerItem()->text(2), QString("End"));
     }
 
     void theSaveQuestionHasThreeAnswers() {
@@ -225,11 +222,16 @@ private slots:
             prompts_.Answer(row.answer);
             QCOMPARE(editor_->QueryUnload(), row.mayGo);
             QCOMPARE(platform::FileExists(folder_->Sub("demo.apl")), row.saved);
+            const RecordedBox& box = prompts_.Boxes().back();
+            QCOMPARE(box.title, std::string("Appliance Editor"));
+            QCOMPARE(box.text, std::string("The appliance settings have been modified.\r\nSave "
+                                           "changes to 'demo' before exiting?"));
+            QCOMPARE(box.buttons, Buttons::YesNoCancel);
+            QCOMPARE(box.icon, Icon::Question);
         }
-        QCOMPARE(prompts_.Boxes().back().text, std::string("The appliance settings have been "
-                                                           "modified.\r\nSave changes to 'demo' "
-                                                           "before exiting?"));
         QVERIFY(editor_->QueryUnload()); // saved: no question
+        editor_->SetAppliance(nullptr);
+        QVERIFY(editor_->QueryUnload());
         QCOMPARE(prompts_.Boxes().size(), std::size_t(3));
     }
 };

@@ -1,30 +1,29 @@
 // The source editor on the offscreen platform: opening, saving and the outside-change check
-// with their boxes, the status, the keys, the keyword hints, each replace scope through the
-// real dialogs, and a whole road in the studio: edit the starter program, save, build, and
+// with their boxes, the status, the keys, the keyword hints, find and each replace scope through
+// the real dialogs, and a whole road in the studio: edit the starter program, save, build, and
 // land on a build error's line from the message pane.
 #include "appliance/Appliance.h"
 #include "build/ui/MessageWindow.h"
 #include "editor/ui/FindWindow.h"
-#include "editor/ui/ReplaceWindows.h"
 #include "editor/ui/SmartwordPopup.h"
 #include "editor/ui/SourceEditor.h"
 #include "editor/ui/SourceWindow.h"
 #include "frame/CommandState.h"
-#include "platform/Paths.h"
 #include "platform/ui/Twips.h"
 #include "support/StudioRig.h"
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QTabBar>
 #include <QTextBlock>
-#include <QTreeWidget>
 #include <QtTest>
 #include <filesystem>
+#include <map>
 
 using namespace bx;
 using namespace bx::test;
@@ -95,49 +94,32 @@ void CompareBoxes(const ScriptedPrompter& prompter, const std::vector<Box>& expe
 class TestSourceEditor : public QObject {
     Q_OBJECT
 private slots:
-    void aSecondLoadOfTheSameFileSelectsItAndReadsNothing() {
-        EditorRig rig;
-        const std::string whole = rig.Write("main.asm", "lda #1\n");
-        rig.editor.LoadSource(whole);
-        QCOMPARE(rig.editor.Documents().Tab(1).Path, std::string("main.asm"));
-        rig.Write("main.asm", "changed on disk\n");
-        rig.editor.LoadSource("main.asm");
-        rig.editor.LoadSource(whole);
-        QCOMPARE(rig.editor.Documents().Count(), 1);
-        QCOMPARE(rig.Active()->toPlainText(), QString("lda #1\n"));
-        QVERIFY(rig.prompter.Boxes().empty());
-    }
-
-    void saveAsAsksToRemoveTheOldNameOnlyWhenItHadABuildStep_data() {
-        QTest::addColumn<bool>("hadStep");
-        QTest::newRow("the old name has a build step") << true;
-        QTest::newRow("the old name has none") << false;
-    }
     void saveAsAsksToRemoveTheOldNameOnlyWhenItHadABuildStep() {
-        QFETCH(bool, hadStep);
-        EditorRig rig;
-        rig.Write("main.asm", "nop\n");
-        if (hadStep)
-            rig.appliance.BuildTargets().Add(nullptr, "", "main.asm");
-        rig.editor.LoadSource("main.asm");
-        rig.dialogs.saveFile = rig.Native("other.asm");
-        rig.prompter.Answer(AnswerNo).Answer(AnswerNo);
-        rig.editor.SaveTopMost(true);
+        for (bool hadStep : {true, false}) {
+            EditorRig rig;
+            rig.Write("main.asm", "nop\n");
+            if (hadStep)
+                rig.appliance.BuildTargets().Add(nullptr, "", "main.asm");
+            rig.editor.LoadSource("main.asm");
+            rig.dialogs.saveFile = rig.Native("other.asm");
+            rig.prompter.Answer(AnswerNo).Answer(AnswerNo);
+            rig.editor.SaveTopMost(true);
 
-        std::vector<Box> expected;
-        if (hadStep)
+            std::vector<Box> expected;
+            if (hadStep)
+                expected.push_back({"Save File As",
+                                    "Do you wish to remove the previous file 'main.asm' from the "
+                                    "appliance?",
+                                    Buttons::YesNo});
             expected.push_back({"Save File As",
-                                "Do you wish to remove the previous file 'main.asm' from the "
-                                "appliance?",
+                                "The file has been saved as 'other.asm'. Do you wish to add it to "
+                                "the appliance?",
                                 Buttons::YesNo});
-        expected.push_back({"Save File As",
-                            "The file has been saved as 'other.asm'. Do you wish to add it to "
-                            "the appliance?",
-                            Buttons::YesNo});
-        CompareBoxes(rig.prompter, expected);
-        QCOMPARE(rig.folder.ReadFile("other.asm"), std::string("nop\n"));
-        QCOMPARE(rig.editor.Documents().Tab(1).Key, std::string("other.asm"));
-        QCOMPARE(rig.editor.FileList()->tabText(0), QString("other.asm"));
+            CompareBoxes(rig.prompter, expected);
+            QCOMPARE(rig.folder.ReadFile("other.asm"), std::string("nop\n"));
+            QCOMPARE(rig.editor.Documents().Tab(1).Key, std::string("other.asm"));
+            QCOMPARE(rig.editor.FileList()->tabText(0), QString("other.asm"));
+        }
     }
 
     void aFileThatCantBeWrittenSaysSoAndStaysModified() {
@@ -202,135 +184,151 @@ private slots:
         QCOMPARE(rig.Active()->toPlainText(), QString("three\n"));
     }
 
-    void theStatusTellsWhereTheSelectionEnds() {
+    void aSecondLoadReadsNothingTheStatusTellsTheSelectionsEndAndTabKeepsItsStops() {
         EditorRig rig;
-        rig.Write("main.asm", "line one\nline two\nline three\n");
+        const std::string whole = rig.Write("main.asm", "lda #1\nline two\nline three\n");
+        rig.editor.LoadSource(whole);
+        QCOMPARE(rig.editor.Documents().Tab(1).Path, std::string("main.asm"));
+        rig.Write("main.asm", "changed on disk\n");
         rig.editor.LoadSource("main.asm");
-        QCOMPARE(rig.editor.StatusText(), QString("Line: 1 Pos: 1"));
-        rig.Select(23, 2); // from line 3 back into line 1
-        QCOMPARE(rig.editor.StatusText(), QString("Line: 3 Pos: 6"));
-    }
+        rig.editor.LoadSource(whole);
+        QCOMPARE(rig.editor.Documents().Count(), 1);
+        QCOMPARE(rig.Active()->toPlainText(), QString("lda #1\nline two\nline three\n"));
 
-    void tabReplacesTheSelectionByOneTabAtStopsThatKeepTheirPlace() {
-        EditorRig rig;
-        rig.Write("main.asm", "lda #1\n");
-        rig.editor.LoadSource("main.asm");
+        QCOMPARE(rig.editor.StatusText(), QString("Line: 1 Pos: 1"));
+        rig.Select(21, 2); // from line 3 back into line 1
+        QCOMPARE(rig.editor.StatusText(), QString("Line: 3 Pos: 6"));
+
+        // Tab replaces the selection by one tab, at stops that keep their place in any font.
         rig.Select(0, 3);
         QTest::keyClick(rig.Active(), Qt::Key_Tab);
-        QCOMPARE(rig.Active()->toPlainText(), QString("\t #1\n"));
+        QCOMPARE(rig.Active()->document()->firstBlock().text(), QString("\t #1"));
         const qreal stops = ui::Twips(rig.Active()).ToPixelsX(840);
         QCOMPARE(rig.Active()->tabStopDistance(), stops);
         rig.dialogs.font = QFont("Monospace", 22);
         rig.editor.PopupMenu()->findChild<QAction*>("mnuSetFont")->trigger();
         QCOMPARE(rig.Active()->font().pointSize(), 22);
         QCOMPARE(rig.Active()->tabStopDistance(), stops);
-    }
-
-    void controlShiftFOpensFindAndPlainFIsText() {
-        EditorRig rig;
-        rig.Write("main.asm", "\n");
-        rig.editor.LoadSource("main.asm");
-        QTest::keyClick(rig.Active(), Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
-        QCOMPARE(rig.dialogs.shown, QStringList{"wizFind"});
-        QTest::keyClicks(rig.Active(), "F");
-        QCOMPARE(rig.Active()->document()->firstBlock().text(), QString("F"));
-    }
-
-    void smartwordFollowsAWordButNotAComment_data() {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<int>("caret");
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("shown");
-        QTest::newRow("after LD") << "" << 0 << "  LD"
-                                  << "LDA";
-        QTest::newRow("after ;") << "; " << 2 << "LD"
-                                 << "";
-        QTest::newRow("in front of ;") << " ; note" << 0 << "LD"
-                                       << "LDA";
-        QTest::newRow("with the dot") << "" << 0 << "  .by"
-                                      << ".byte";
-        QTest::newRow("a letter that makes no keyword") << "" << 0 << "LDQ"
-                                                        << "";
-    }
-    void smartwordFollowsAWordButNotAComment() {
-        QFETCH(QString, line);
-        QFETCH(int, caret);
-        QFETCH(QString, typed);
-        QFETCH(QString, shown);
-        EditorRig rig;
-        rig.appliance.TemplateDir = rig.folder.Path() + "\\";
-        rig.Write("kw_asm.dat", "\"LDA\",\"Load A\"\n\"LDX\",\"Load X\"\n\".byte\",\"Bytes\"\n");
-        rig.editor.LoadKeyWord();
-        rig.editor.setPromptWindowEnable(true);
-        rig.Write("main.asm", line.toStdString());
-        rig.editor.LoadSource("main.asm");
-        rig.Select(caret, caret);
-        QTest::keyClicks(rig.Active(), typed);
-        QCOMPARE(rig.editor.Hints()->SelectedKeyword(), shown);
         QVERIFY(rig.prompter.Boxes().empty());
     }
 
-    void eachReplaceScopeThroughTheDialogs_data() {
-        QTest::addColumn<QString>("scope");
-        QTest::addColumn<QString>("button");
-        QTest::addColumn<QString>("first");
-        QTest::addColumn<QString>("second");
-        QTest::addColumn<int>("completedBoxes");
-        QTest::newRow("current file, step by step") << "opCurrentFile"
-                                                    << "cmdStart"
-                                                    << "b X X"
-                                                    << "a a" << 1;
-        QTest::newRow("from the selection on, step by step") << "opSelected"
-                                                             << "cmdStart"
-                                                             << "b a X"
-                                                             << "a a" << 1;
-        QTest::newRow("all open files, step by step") << "opAllOpenFile"
-                                                      << "cmdStart"
-                                                      << "b X X"
-                                                      << "X X" << 1;
-        QTest::newRow("current file, all at once") << "opCurrentFile"
-                                                   << "cmdReplaceAll"
-                                                   << "b X X"
-                                                   << "a a" << 0;
-        QTest::newRow("inside the selection, all at once") << "opSelected"
-                                                           << "cmdReplaceAll"
-                                                           << "b a X"
-                                                           << "a a" << 0;
-        QTest::newRow("all open files, all at once") << "opAllOpenFile"
-                                                     << "cmdReplaceAll"
-                                                     << "b X X"
-                                                     << "X X" << 0;
-    }
-    void eachReplaceScopeThroughTheDialogs() {
-        QFETCH(QString, scope);
-        QFETCH(QString, button);
-        QFETCH(QString, first);
-        QFETCH(QString, second);
-        QFETCH(int, completedBoxes);
+    void findThroughTheDialogFromTheTopThenOnePastTheSelection() {
         EditorRig rig;
-        rig.Write("one.asm", "b a a");
-        rig.Write("two.asm", "a a");
-        rig.editor.LoadSource("two.asm");
-        rig.editor.LoadSource("one.asm");
-        rig.Select(4, 5); // the last "a" of one.asm
-        rig.dialogs.onDialog = [&](QDialog& dialog) {
-            if (dialog.objectName() == "wizReplaceNext") {
-                QTest::mouseClick(dialog.findChild<QPushButton*>("cmdReplace"), Qt::LeftButton);
-                return dialog.result();
-            }
-            dialog.findChild<QComboBox*>("cbFindWhat")->setEditText("a");
-            dialog.findChild<QComboBox*>("cbReplaceWith")->setEditText("X");
-            dialog.findChild<QCheckBox*>("ckMatchAll")->setChecked(true);
-            dialog.findChild<QRadioButton*>(scope)->setChecked(true);
+        rig.Write("main.asm", "ab ab ab");
+        rig.editor.LoadSource("main.asm");
+        rig.Select(5, 5);
+        QString what = "ab";
+        rig.dialogs.onDialog = [&what](QDialog& dialog) {
+            dialog.findChild<QLineEdit*>("txtFindTarget")->setText(what);
+            const char* button = what.isEmpty() ? "cmdCancel" : "cmdFind";
             QTest::mouseClick(dialog.findChild<QPushButton*>(button), Qt::LeftButton);
             return dialog.result();
         };
-        rig.editor.EditReplace();
-        QCOMPARE(rig.editor.GetEditor(2)->toPlainText(), first);
-        QCOMPARE(rig.editor.GetEditor(1)->toPlainText(), second);
-        QCOMPARE(static_cast<int>(rig.prompter.Boxes().size()), completedBoxes);
-        if (completedBoxes > 0)
-            QCOMPARE(rig.prompter.Boxes()[0].text, std::string("The Search is Completed"));
+        rig.editor.FindNext(); // nothing to find yet: the dialog
+        QCOMPARE(rig.dialogs.shown, QStringList{"wizFind"});
+        QCOMPARE(rig.Active()->textCursor().selectionStart(), 0);
+        rig.editor.FindNext();
+        QCOMPARE(rig.Active()->textCursor().selectionStart(), 3);
+        QCOMPARE(rig.Active()->textCursor().selectedText(), QString("ab"));
+
+        what = "zz"; // not found: the selection stays, the status says so
+        QTest::keyClick(rig.Active(), Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(rig.dialogs.shown.size(), 2);
+        QCOMPARE(rig.Active()->textCursor().selectionStart(), 3);
+        QCOMPARE(rig.editor.findChild<QLabel*>("sbrStatusNote")->text(),
+                 QString("\u201Czz\u201D was not found."));
+        what = ""; // cancelled: the find text stays
+        rig.editor.FindNew();
+        rig.editor.FindNext();
+        QCOMPARE(rig.Active()->textCursor().selectionStart(), 3);
+        QCOMPARE(rig.dialogs.shown.size(), 3);
+        QVERIFY(rig.prompter.Boxes().empty());
+
+        QTest::keyClicks(rig.Active(), "F"); // a plain F is text
+        QCOMPARE(rig.Active()->document()->firstBlock().text(), QString("ab F ab"));
+    }
+
+    void smartwordFollowsAWordButNotAComment() {
+        const struct {
+            const char *line, *typed, *shown;
+            int caret;
+        } rows[] = {
+            {"", "  LD", "LDA", 0},    {"; ", "LD", "", 2}, {" ; note", "LD", "LDA", 0},
+            {"", "  .by", ".byte", 0}, {"", "LDQ", "", 0}, // a letter that makes no keyword
+        };
+        for (const auto& row : rows) {
+            EditorRig rig;
+            rig.appliance.TemplateDir = rig.folder.Path() + "\\";
+            rig.Write("kw_asm.dat",
+                      "\"LDA\",\"Load A\"\n\"LDX\",\"Load X\"\n\".byte\",\"Bytes\"\n");
+            rig.editor.LoadKeyWord();
+            rig.editor.setPromptWindowEnable(true);
+            rig.Write("main.asm", row.line);
+            rig.editor.LoadSource("main.asm");
+            rig.Select(row.caret, row.caret);
+            QTest::keyClicks(rig.Active(), row.typed);
+            QCOMPARE(rig.editor.Hints()->SelectedKeyword(), QString(row.shown));
+            QVERIFY(rig.prompter.Boxes().empty());
+        }
+    }
+
+    // Two files, one.asm "b a a" in front with its last "a" selected, and two.asm "a a"; "a" is
+    // replaced. Each row: the scope, the button, the answers of the step dialog in turn (Replace,
+    // find Next, replace All, Cancel; Replace when none are left), the texts afterwards, and
+    // whether the pass ended with "The Search is Completed".
+    void eachReplaceScopeThroughTheDialogs() {
+        const std::map<char, const char*> kStepButtons{
+            {'R', "cmdReplace"}, {'N', "cmdFindNext"}, {'A', "cmdReplaceAll"}, {'C', "cmdCancel"}};
+        const struct {
+            const char *scope, *button, *answers, *with, *one, *two;
+            bool completed;
+        } rows[] = {
+            {"opCurrentFile", "cmdStart", "", "X", "b X X", "a a", true},
+            {"opCurrentFile", "cmdStart", "NR", "X", "b a X", "a a", true},
+            {"opCurrentFile", "cmdStart", "RC", "X", "b X a", "a a", false},
+            {"opSelected", "cmdStart", "", "X", "b a X", "a a", true},
+            {"opAllOpenFile", "cmdStart", "", "X", "b X X", "X X", true},
+            {"opAllOpenFile", "cmdStart", "NA", "X", "b X X", "a X", false}, // from the first file
+            {"opCurrentFile", "cmdReplaceAll", "", "X", "b X X", "a a", false},
+            {"opSelected", "cmdReplaceAll", "", "X", "b a X", "a a", false},
+            // A replacement that holds the find text: found again, it would never end.
+            {"opAllOpenFile", "cmdReplaceAll", "", "aa", "b aa aa", "aa aa", false},
+        };
+        for (const auto& row : rows) {
+            const QString name = QString("%1 %2 %3").arg(row.scope, row.button, row.answers);
+            EditorRig rig;
+            rig.Write("one.asm", "b a a");
+            rig.Write("two.asm", "a a");
+            rig.editor.LoadSource("two.asm");
+            rig.editor.LoadSource("one.asm");
+            rig.Select(4, 5);
+            std::string answers = row.answers;
+            rig.dialogs.onDialog = [&](QDialog& dialog) {
+                if (dialog.objectName() == "wizReplaceNext") {
+                    const char answer = answers.empty() ? 'R' : answers[0];
+                    answers.erase(0, answers.empty() ? 0 : 1);
+                    QTest::mouseClick(dialog.findChild<QPushButton*>(kStepButtons.at(answer)),
+                                      Qt::LeftButton);
+                    return dialog.result();
+                }
+                dialog.findChild<QComboBox*>("cbFindWhat")->setEditText("a");
+                dialog.findChild<QComboBox*>("cbReplaceWith")->setEditText(row.with);
+                dialog.findChild<QCheckBox*>("ckMatchAll")->setChecked(true);
+                dialog.findChild<QRadioButton*>(row.scope)->setChecked(true);
+                QTest::mouseClick(dialog.findChild<QPushButton*>(row.button), Qt::LeftButton);
+                return dialog.result();
+            };
+            rig.editor.EditReplace();
+            QVERIFY2(rig.editor.GetEditor(2)->toPlainText() == row.one, qPrintable(name));
+            QVERIFY2(rig.editor.GetEditor(1)->toPlainText() == row.two, qPrintable(name));
+            QCOMPARE(rig.prompter.Boxes().size(), std::size_t(row.completed));
+            if (row.completed)
+                QCOMPARE(rig.prompter.Boxes()[0].text, std::string("The Search is Completed"));
+            if (std::string(row.button) == "cmdReplaceAll") { // one undo step per file
+                rig.editor.GetEditor(2)->undo();
+                QVERIFY2(rig.editor.GetEditor(2)->toPlainText() == "b a a", qPrintable(name));
+            }
+        }
     }
 
     void treeSourcesGoToTheExternalEditorWhenOneIsInUse() {

@@ -2,62 +2,46 @@
 // mirroring the command state, and a whole road: New through the wizard, Build, and the tool's
 // verdict in the message pane.
 #include "build/ui/MessageWindow.h"
-#include "foundation/Diagnoser.h"
 #include "frame/ProductInfo.h"
 #include "frame/ui/ChildWindow.h"
 #include "frame/ui/MainFrame.h"
 #include "frame/ui/SplashWindow.h"
 #include "platform/Diagnostics.h"
-#include "platform/FileSystem.h"
-#include "platform/Paths.h"
-#include "platform/ProgramFolder.h"
-#include "platform/ui/DialogRunner.h"
 #include "support/StudioRig.h"
 
-#include <QAction>
-#include <QApplication>
-#include <QComboBox>
-#include <QDialog>
-#include <QElapsedTimer>
-#include <QLineEdit>
-#include <QMenu>
 #include <QPlainTextEdit>
-#include <QPushButton>
-#include <QStandardPaths>
 #include <QTextBlock>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
 #include <QtTest>
-#include <functional>
 
 using namespace bx;
-
 using namespace bx::test;
 
 class TestMainFrame : public QObject {
     Q_OBJECT
 private slots:
-    void startUpWithoutSettingsShowsOnlyTheSplashAndTheBox() {
-        test::TempFolder program;
-        Studio studio(program.Path(), program.Path());
-        QVERIFY(!studio.frame.Initialise());
-        QCOMPARE(studio.dialogs.shown, QStringList{"frmSplash"});
-        QCOMPARE(studio.prompter.Boxes().size(), std::size_t(1));
-        QCOMPARE(studio.prompter.Boxes()[0].title, std::string("Error"));
-        QCOMPARE(studio.prompter.Boxes()[0].text, std::string(kSettingsMissingText));
-        QVERIFY(!studio.frame.isVisible());
-    }
-
-    void startUpWithUnusableTemplatesStops() {
-        test::TempFolder program;
-        MakeProgramFolder(program);
-        platform::DeleteFolderTree(program.Sub("Templates\\Sarnova\\KTR310"));
-        Studio studio(program.Path(), program.Path());
-        QVERIFY(!studio.frame.Initialise());
-        QCOMPARE(studio.prompter.Boxes().back().title, std::string("Checking Templates"));
-        QCOMPARE(studio.prompter.Boxes().back().text,
-                 std::string("Templates unusable. Please contact Sarnova."));
+    void startUpWithoutSettingsOrTemplatesShowsOnlyTheSplashAndTheBox() {
+        for (bool settings : {false, true}) {
+            test::TempFolder program;
+            if (settings) {
+                MakeProgramFolder(program);
+                platform::DeleteFolderTree(program.Sub("Templates\\Sarnova\\KTR310"));
+            }
+            Studio studio(program.Path(), program.Path());
+            QVERIFY(!studio.frame.Initialise());
+            QCOMPARE(studio.dialogs.shown, QStringList{"frmSplash"});
+            // A missing template folder is named before the verdict.
+            QCOMPARE(studio.prompter.Boxes().size(), std::size_t(settings ? 2 : 1));
+            QCOMPARE(studio.prompter.Boxes().back().title,
+                     std::string(settings ? "Checking Templates" : "Error"));
+            QCOMPARE(studio.prompter.Boxes().back().text,
+                     std::string(settings ? "Templates unusable. Please contact Sarnova."
+                                          : kSettingsMissingText));
+            QVERIFY(!studio.frame.isVisible());
+            QVERIFY(studio.frame.ExtenderToolBar()->actions().isEmpty());
+        }
     }
 
     void menusAndToolbarMirrorTheCommandState() {
@@ -100,7 +84,7 @@ private slots:
         QVERIFY(frame.ExtenderToolBar()->actions().isEmpty());
     }
 
-    void newApplianceBuildsWithTheToolOutputInThePane() {
+    void newApplianceBuildsWithTheToolOutputInThePaneAndStopsOnRequest() {
         if (!StudioBuildToolsPresent())
             QSKIP("ca65, ld65 or make is not installed: the end-to-end build is skipped");
         BuiltStudio built;
@@ -118,20 +102,12 @@ private slots:
         QVERIFY(frame.MenuAction("mnuBuildUpdated")->isEnabled());
 
         frame.ButtonClicked("Build");
-        const QString pane = frame.Messages()->TextControl()->toPlainText();
+        QString pane = frame.Messages()->TextControl()->toPlainText();
         QVERIFY2(pane.contains("Build completed."), qPrintable(pane));
         QVERIFY(platform::FileExists(folder + "blinky.rom"));
         QCOMPARE(frame.Frame().Commands().Menu("mnuRecent(0)").Caption, folder + "blinky.apl");
-    }
 
-    void aBuildKeepsTheFrameAliveAndStopsOnRequest() {
-        if (!StudioBuildToolsPresent())
-            QSKIP("ca65, ld65 or make is not installed: the build is skipped");
-        BuiltStudio built;
-        ui::MainFrame& frame = built.studio.frame;
-        QVERIFY(frame.Initialise());
-        frame.show();
-        QVERIFY(built.CreateAppliance("stopper", "KTR311"));
+        // A build keeps the frame alive, refuses to close the appliance and stops on request.
         frame.Frame().CurrentAppliance().RunTarget()->Make = "sleep 30";
         bool stopShown = false;
         QTimer::singleShot(300, &frame, [&] {
@@ -139,14 +115,11 @@ private slots:
             frame.Perform("mnuApplClose"); // refused while the tool runs
             QTest::mouseClick(frame.Messages()->StopButton(), Qt::LeftButton);
         });
-        QElapsedTimer clock;
-        clock.start();
         frame.Perform("mnuBuildUpdated");
-        QVERIFY(clock.elapsed() < 10000);
         QVERIFY(stopShown);
         QVERIFY(frame.Frame().ApplianceOpen());
         QVERIFY(!frame.Messages()->StopButton()->isVisible());
-        const QString pane = frame.Messages()->TextControl()->toPlainText();
+        pane = frame.Messages()->TextControl()->toPlainText();
         QVERIFY2(pane.contains("The build was stopped before the tool ended."), qPrintable(pane));
         QVERIFY(pane.endsWith("Build failed.\n"));
     }

@@ -22,16 +22,13 @@ class TestStudioIcons : public QObject {
 private slots:
     void everyKeyRendersAtSmallAndLargeSize_data() {
         QTest::addColumn<QString>("key");
-        const char* keys[] = {
-            "NewAppl",   "OpenAppl", "SaveAppl",   "AddSrc",     "RemSrc",      "SaveSrc",
-            "Build",     "Rebuild",  "Power",      "Reset",      "Run",         "Break",
-            "StepIn",    "StepOver", "StepAuto",   "StepN",      "BreakToggle", "BreakClear",
-            "Studio",    "Inspect",  "FoldClosed", "FoldOpen",   "Doc",         "Code",
-            "Keys",      "System",   "Speaker",    "Port",       "Register",    "SFR",
-            "NoOverlay", "No",       "Device",     "Pinset",     "DevParam",    "View",
-            "Message",   "Watch",    "Memory",     "Prototyper", "Extender"};
-        for (const char* key : keys)
-            QTest::newRow(key) << QString::fromLatin1(key);
+        const QString keys =
+            "NewAppl OpenAppl SaveAppl AddSrc RemSrc SaveSrc Build Rebuild Power Reset Run Break"
+            " StepIn StepOver StepAuto StepN BreakToggle BreakClear Studio Inspect FoldClosed"
+            " FoldOpen Doc Code Keys System Speaker Port Register SFR NoOverlay No Device Pinset"
+            " DevParam View Message Watch Memory Prototyper Extender";
+        for (const QString& key : keys.split(' '))
+            QTest::newRow(qPrintable(key)) << key;
     }
     void everyKeyRendersAtSmallAndLargeSize() {
         QFETCH(QString, key);
