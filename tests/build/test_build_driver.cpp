@@ -126,19 +126,6 @@ TEST_F(BuildDriverTest, ExternalCommandLineReadsByteForByteAsTheBuilderExpectsIt
     EXPECT_THROW(ExternalCommandLine(appliance, prompter), BxError);
 }
 
-TEST(OptionByte, FollowsTheFirstEightOptionsFromTheDefault) {
-    Appliance appliance;
-    MCUBody body;
-    body.OptionsDef = 0x10F; // cut to eight bits
-    // Set flags OR their maps in, clear ones take them out; a ninth option does nothing.
-    for (int i = 0; i < 9; ++i)
-        body.Options.Add("O" + std::to_string(i), std::make_shared<OptionsInfo>(OptionsInfo{
-                                                      "", "", "", i < 8 ? 1 << i : 15}));
-    appliance.SetOptionAt(5, true);
-    appliance.SetOptionAt(8, true);
-    EXPECT_EQ(OptionByte(appliance, body), 0x90);
-}
-
 TEST(Makefile, HasARuleForEachStepWithACommandAndQuotesNamesForMake) {
     platform::ScopedProgramFolder programFolder("\\p");
     Appliance appliance;

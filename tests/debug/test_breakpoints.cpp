@@ -33,21 +33,6 @@ TEST(Breakpoints, TextFormIsFourDecimalsSeparatedByNulAndRoundTrips) {
     }
 }
 
-TEST(Breakpoints, AllFourValuesAreTheKeyAndDuplicatesGiveNothing) {
-    Breakpoints breakpoints;
-    auto first = breakpoints.Add(0, 0x8000, 1, 1);
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(breakpoints.Add(0, 0x8000, 1, 1), nullptr);
-    EXPECT_NE(breakpoints.Add(0, 0x8000, 1, 2), nullptr) << "other flags, other record";
-    EXPECT_EQ(breakpoints.Item(0, 0x8000, 1, 1), first);
-    EXPECT_EQ(breakpoints.Item(0, 0x8000, 2, 1), nullptr);
-    breakpoints.Remove(0, 0x8000, 1, 3); // not exactly a record: nothing happens
-    EXPECT_EQ(breakpoints.Count(), 2u);
-    breakpoints.Remove(0, 0x8000, 1, 1);
-    EXPECT_EQ(breakpoints.Item(0, 0x8000, 1, 1), nullptr);
-    EXPECT_EQ(breakpoints.Count(), 1u);
-}
-
 TEST(MemoryBreakPlan, AnAcceptedRangeRunsFromOneByteToTheTopOfTheBank) {
     struct Case {
         const char *start, *end;

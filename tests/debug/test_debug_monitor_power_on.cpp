@@ -38,15 +38,6 @@ void AddWire(const std::shared_ptr<Peripheral>& peripheral, const std::string& p
     wire->IsConnected = connected;
 }
 
-// The calls of the hub and devices that connect wires.
-Strings HubConnects(const test::FakeDebugTargets& targets) {
-    Strings made;
-    for (const std::string& call : targets.DeviceCalls)
-        if (call.starts_with("Hub Connect"))
-            made.push_back(call);
-    return made;
-}
-
 // ---- The way through ------------------------------------------------------------------------
 
 TEST(DebugMonitorPowerOn, SucceedsThroughEveryStepInOrderAndGivesTheDirectoryBack) {
@@ -163,34 +154,6 @@ TEST(DebugMonitorPowerOn, WiresEachPeripheralByWireTypeAndDirectionAndSetsTheDes
     EXPECT_EQ(facade.Calls, (Strings{"ConnectSimpleUI 77 2003", "ConnectKeypad 77 2004",
                                      "Parameter Color=Red", "Parameter Caption=Demo"}));
     EXPECT_EQ(monitor.CurrentFacade(), &facade);
-}
-
-TEST(DebugMonitorPowerOn, TheConnectedFlagDecidesWhetherWiresAreMadeAndCarriesOver) {
-    DebugMonitorRig rig;
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    test::RecordingFacade facade;
-    facade.KeypadResult = 0;
-    rig.host.FacadeToGive = &facade;
-    rig.targets.DeviceConnects["Speaker"] = false;
-    rig.targets.DeviceConnects["SimpleUI"] = false; // its own answer doesn't count
-    rig.targets.HubConnects = false;
-    // The first lamp has no peripheral before it; the second follows the wires the hub refused
-    // (every one still tried); the keypad's surface refuses. Only the SimpleUI's wires are made.
-    for (const char* type : {"Lamp", "Speaker", "SimpleUI", "Lamp", "Keypad"}) {
-        auto peripheral = AddPeripheral(rig.appliance, type);
-        AddWire(peripheral, "LED", 0xFF, "P1", 0xFF, kDigital, kOutbound);
-        AddWire(peripheral, "Button", 0xFF, "P2", 0xFF, kDigital, kInbound);
-    }
-
-    ASSERT_TRUE(monitor.PowerOn());
-
-    EXPECT_EQ(HubConnects(rig.targets), (Strings{"Hub ConnectDigital 2002 1 255 2003 1 255",
-                                                 "Hub ConnectDigital 2003 2 255 2002 2 255"}));
-    // clang-format off
-    EXPECT_EQ(rig.TextsAt(406), (Strings{"", "Lamp", "Connected OK? False", "Speaker",
-        "Connected OK? False", "SimpleUI", "Connected OK? True", "Lamp", "Connected OK? False",
-        "Keypad", "Connected OK? False"}));
-    // clang-format on
 }
 
 // ---- The ROM image --------------------------------------------------------------------------
@@ -379,44 +342,6 @@ TEST(DebugMonitorPowerOn, UnderIceTheDriverPathTakesTheProgramFolderAndNoHubIsMa
     EXPECT_TRUE(rig.targets.DeviceCalls.empty());
     EXPECT_EQ(rig.targets.Current().AttachedHub, -1);
     EXPECT_EQ(rig.status.calls[1], "State 408") << "no devices wired, no design view";
-}
-
-// ---- Sources --------------------------------------------------------------------------------
-
-TEST(DebugMonitorPowerOn, ASourceSavedInTheSameSecondAsTheImageIsNotNewer) {
-    DebugMonitorRig rig;
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    const std::chrono::seconds second = test::NowInSeconds();
-    test::SetWriteTime(rig.Native("app.rom"), second, std::chrono::milliseconds(100));
-    test::SetWriteTime(rig.Native("main.asm"), second, std::chrono::milliseconds(900));
-    EXPECT_TRUE(monitor.PowerOn());
-    EXPECT_TRUE(rig.prompter.Boxes().empty());
-
-    test::SetWriteTime(rig.Native("main.asm"), second + std::chrono::seconds(1));
-    rig.prompter.Answer(AnswerNo);
-    EXPECT_TRUE(monitor.PowerOn());
-    EXPECT_EQ(rig.prompter.Boxes().size(), 1u) << "a second later is newer";
-}
-
-TEST(DebugMonitorPowerOn, SourceTabsSkipFolderEntriesAndTheProgressLineShortensLongPaths) {
-    DebugMonitorRig rig;
-    DebugMonitor& monitor = rig.CreateReadyToPowerOn();
-    const std::string nineteen = "abcdefghijklmno.asm", twenty = "abcdefghijklmnop.asm";
-    rig.WriteSource(nineteen, "x\r\n");
-    rig.WriteSource(twenty, "y\r\n");
-    test::FakeSymbolLibrary& symbols = *rig.targets.Symbols;
-    symbols.Files[0] = {rig.appFolder.Path() + "\\nowhere", ""}; // a folder that doesn't exist
-    symbols.Files[1] = {"", nineteen};
-    symbols.Files[2] = {"", twenty};
-    symbols.Sources[DebugMonitorRig::kResetPC] = {1, 1};
-
-    ASSERT_TRUE(monitor.PowerOn()) << rig.LastBoxText();
-
-    EXPECT_EQ(rig.State(), "K1 K2 | tab 1 view 1 | 1:1 2:0");
-    const auto at520 = std::find(rig.status.calls.begin(), rig.status.calls.end(), "State 520");
-    ASSERT_LT(at520 + 2, rig.status.calls.end());
-    EXPECT_EQ(Strings(at520 + 1, at520 + 3),
-              (Strings{"StateArg " + nineteen, "StateArg ..." + twenty}));
 }
 
 } // namespace

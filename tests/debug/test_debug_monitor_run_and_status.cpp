@@ -253,18 +253,6 @@ TEST(DebugMonitorRunControl, ResetSelectsTheModelSetsClockAndOptionsThenResetsAn
                                   Then({"Reset"}, kFullRefresh)));
         EXPECT_EQ(t.TextsAt(710).size(), 1u);
     }
-
-    // A target whose reset fails is refreshed all the same.
-    class ResetRefusingEmulator : public FakeEmulator {
-    public:
-        int32_t Reset() override { throw BxError(1, "Emulator", "reset refused"); }
-    };
-    DebugMonitorRig rig;
-    rig.targets.MakeEmulator = [] { return std::make_shared<ResetRefusingEmulator>(); };
-    EXPECT_NO_THROW(rig.Create().Reset());
-    EXPECT_TRUE(rig.TextsAt(710).empty());
-    EXPECT_EQ(Strings(rig.targets.Current().Calls.end() - 8, rig.targets.Current().Calls.end()),
-              kFullRefresh);
 }
 
 // ---- The model ------------------------------------------------------------------------------
@@ -436,58 +424,6 @@ TEST(DebugMonitorTabs, EachFileGetsATabAndViewAndOneThatCannotBeReadLeavesNeithe
     EXPECT_FALSE(rig.dm().GotoFileLine(0, 0, true, true, true));
     EXPECT_EQ(rig.State(), "D K2 K1 | tab 0 view 0 | 2:0 1:0");
     EXPECT_EQ(rig.dm().ViewAt(2)->FileId(), 1);
-}
-
-TEST(DebugMonitorTabs, AnOpenTabIsMarkedOrScrolledAndSelectedOnlyWhenAskedTo) {
-    Halted rig;
-    EXPECT_FALSE(rig.dm().TabKeyDown(SourceLineModel::kKeyDown, false)) << "no view yet";
-    ASSERT_TRUE(rig.dm().GotoFileLine(0, 0, false, true, true));
-    ASSERT_TRUE(rig.dm().GotoFileLine(1, 0, false, true, true));
-    EXPECT_TRUE(rig.dm().TabKeyDown(SourceLineModel::kKeyDown, false)) << "the current view's";
-
-    EXPECT_TRUE(rig.dm().GotoFileLine(0, 3, false, false, true));
-    EXPECT_EQ(rig.State(), "K0 K1 | tab 2 view 2 | 0:3 1:0") << "marked, not selected";
-    EXPECT_TRUE(rig.dm().GotoFileLine(0, 5, true, false, false));
-    EXPECT_EQ(rig.State(), "K0 K1 | tab 1 view 1 | 0:3 1:0") << "selected, not marked";
-}
-
-TEST(DebugMonitorTabs, SourceTextIsSplitIntoLinesAtCrLfAndAtBareLf) {
-    for (const char* content :
-         {"one\r\ntwo\r\n\r\nfour\r\n", "one\ntwo\n\nfour", "one\r\ntwo\n\r\nfour"}) {
-        SCOPED_TRACE(content);
-        Halted rig;
-        rig.WriteSource("a.asm", content);
-        ASSERT_TRUE(rig.dm().GotoFileLine(0, 0, true, true, true));
-        ASSERT_TRUE(rig.dm().LoadViewText(1, 0)) << "read again: the old lines go first";
-        Strings texts;
-        for (int32_t n = 1; n <= rig.dm().ViewAt(1)->LineCount(); ++n)
-            texts.push_back(rig.TextOfLine(1, n));
-        EXPECT_EQ(texts, (Strings{"one", "two", "", "four"}));
-    }
-}
-
-TEST(DebugMonitorTabs, LeavingTheDisassemblyTabBringsTheSourceBackToThePC) {
-    Halted rig(true);
-    ASSERT_TRUE(rig.dm().GotoFileLine(0, 0, false, true, true)); // tab 2, view 1
-    ASSERT_TRUE(rig.dm().GotoFileLine(1, 0, false, true, true)); // tab 3, view 2
-    rig.emulator().Cpu->PC = 0x8000;
-    rig.symbols().Sources[0x8000] = {0, 4};
-    const auto click = [&rig](int32_t tab) {
-        rig.emulator().Calls.clear();
-        rig.inspectors.Calls.clear();
-        rig.dm().TabMouseDown();
-        rig.dm().TabClick(tab);
-        return rig.State();
-    };
-
-    EXPECT_EQ(click(1), "D K0 K1 | tab 1 view 2 | 0:0 1:0");
-    EXPECT_TRUE(rig.dm().DisassemblyInFront());
-    EXPECT_EQ(click(3), "D K0 K1 | tab 2 view 1 | 0:4 1:0") << "the tab of the PC's file";
-    EXPECT_FALSE(rig.dm().DisassemblyInFront());
-    EXPECT_EQ(rig.inspectors.Calls, (Strings{"Busy", "NotBusy"})) << "the PC only";
-    EXPECT_EQ(click(3), "D K0 K1 | tab 3 view 2 | 0:4 1:0") << "another source tab";
-    EXPECT_TRUE(rig.emulator().Calls.empty()) << "no status read";
-    EXPECT_EQ(click(3), "D K0 K1 | tab 3 view 2 | 0:4 1:0") << "the tab selected already";
 }
 
 // ---- Breakpoints over the views -------------------------------------------------------------

@@ -42,33 +42,6 @@ TEST_F(SymblerOnFake, ListFilePathLoadsAndTracesTheOutcomeAndALoadErrorIsNotCaug
         << "no 1020 after a throw";
 }
 
-TEST_F(SymblerOnFake, QueriesPassTheLibrarysAnswersOnlyWhileLoadedAndIgnoreTheBank) {
-    fake->Files[0] = {"src", "a.asm"};
-    fake->LineAddresses[{2, 9}] = 0x14006;
-    fake->Sources[0x14006] = {2, 9};
-    fake->Symbols.push_back({"reset", 0x8000, "Code"});
-    for (const char* file : {"", "app.sym", "broken.sym"}) {
-        SCOPED_TRACE(file);
-        const bool loaded = file == std::string("app.sym");
-        fake->LoadSucceeds = loaded;
-        if (*file != '\0')
-            symbler.ListFilePath(file);
-        const std::size_t asked = fake->Calls.size();
-        int32_t source = 0, line = 0;
-        EXPECT_EQ(symbler.GetPC(2, 9), loaded ? 0x14006 : -1);
-        EXPECT_EQ(symbler.GetSourcePath(0), loaded ? "src\\a.asm" : "");
-        EXPECT_EQ(symbler.GetLabelsAsWatches(false) != nullptr, loaded);
-        EXPECT_EQ(symbler.GetSourceAt(7, 0x14006, source, line), loaded) << "any bank argument";
-        EXPECT_EQ(source * 100 + line, loaded ? 209 : 0);
-        EXPECT_EQ(fake->Calls.size() - asked, loaded ? 4u : 0u) << "the library is not asked";
-    }
-    fake->LoadSucceeds = true;
-    symbler.ListFilePath("app.sym");
-    EXPECT_EQ(symbler.GetPC(2, 5), -1);
-    int32_t source = 0, line = 0;
-    EXPECT_FALSE(symbler.GetSourceAt(1, 0x4006, source, line)) << "the bank is in the address";
-}
-
 TEST_F(SymblerOnFake, SourcePathsJoinFolderAndNameWithExactlyOneBackslash) {
     symbler.ListFilePath("app.sym");
     const std::tuple<const char*, const char*, const char*> cases[] = {

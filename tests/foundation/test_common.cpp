@@ -231,7 +231,7 @@ TEST(CommonFiles, StampsOrderByTimeAsTextAndMissingFilesHaveNoStampOrLength) {
     EXPECT_LT(FileTimeText(GetFileWriteTime(older)), FileTimeText(GetFileWriteTime(newer)));
 }
 
-TEST(CommonFiles, ChangeDirAndMakeDirectories) {
+TEST(CommonFiles, ChangeDirRefusesWhatIsNoFolderAndMakeDirectoriesCreatesParents) {
     CurrentDirectoryGuard guard;
     test::TempFolder folder;
     // Creates missing parents; only the last creation counts, so an existing folder gives false.
@@ -241,12 +241,6 @@ TEST(CommonFiles, ChangeDirAndMakeDirectories) {
     const std::string file = folder.WriteFile("plain.txt", "p");
     EXPECT_FALSE(MakeDirectories(file + "\\sub\\leaf"));
     EXPECT_TRUE(platform::FileExists(file));
-    ChangeDirAndDrive(folder.Sub("work"));
-    EXPECT_TRUE(MakeDirectories("Q:\\inner")); // relative to the current folder
-    EXPECT_TRUE(platform::FolderExists(folder.Sub("work\\Q:\\inner")));
-    // A path in drive form goes through the directory step; with no drives there is nothing more.
-    ChangeDirAndDrive("Q:\\inner");
-    EXPECT_TRUE(platform::FolderExists("..\\..\\b"));
     const std::string missing = folder.Sub("no such folder");
     try {
         ChangeDirAndDrive(missing);
@@ -258,7 +252,6 @@ TEST(CommonFiles, ChangeDirAndMakeDirectories) {
     }
     EXPECT_THROW(ChangeDirAndDrive(""), BxError);
     EXPECT_THROW(ChangeDirAndDrive(file), BxError);
-    EXPECT_TRUE(platform::FileExists("..\\..\\..\\plain.txt")) << "the current folder stayed";
 }
 
 } // namespace

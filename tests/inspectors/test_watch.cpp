@@ -273,22 +273,5 @@ TEST(WatchText, AsStringHoldsEveryFieldInOrderAndFromStringRebuildsThemFromTheDe
     EXPECT_EQ(copy.AsString(), Parts("t||||Byte|00000000|True|True|False|ReadWrite"));
 }
 
-TEST(Watches, KeyIsCategoryCaretTitleAndAChildIsSharedWithItsParent) {
-    Watches watches;
-    auto parent = watches.Add("PORT", "SFR");
-    EXPECT_EQ(watches.At(0).key, "SFR^PORT");
-    EXPECT_EQ(watches.Add("PORT", "SFR"), nullptr);
-    EXPECT_NE(watches.Add("PORT", "UserWatches"), nullptr);
-    EXPECT_EQ(watches.Item("port", "SFR"), nullptr);
-    // A child stands at top level and in its parent's children: one object, two collections;
-    // the parent's text holds no child, and rebuilding the parent drops only its own list.
-    auto child = watches.Add("P0", "SFR");
-    parent->Children().AddItem(child);
-    EXPECT_EQ(parent->AsString().find("P0"), std::string::npos);
-    parent->FromString(parent->AsString());
-    EXPECT_FALSE(parent->HasChildren());
-    EXPECT_EQ(watches.Item("P0", "SFR"), child);
-}
-
 } // namespace
 } // namespace bx

@@ -142,7 +142,7 @@ TEST(FileSystem, DeleteTakesWritableFilesOnlyAndWildcardsSkipALeadingDot) {
     }
 }
 
-TEST(FileSystem, FoldersAndTheirTreesAndTheCurrentDirectory) {
+TEST(FileSystem, FoldersAndTheCurrentDirectory) {
     TempFolder folder;
     folder.WriteFile("taken", "x");
     EXPECT_TRUE(CreateFolder(folder.Sub("new\\")));
@@ -153,20 +153,6 @@ TEST(FileSystem, FoldersAndTheirTreesAndTheCurrentDirectory) {
     EXPECT_EQ(ListFolder(folder.Path()), (Names{"new", "taken"}));
     EXPECT_EQ(ListFolder(folder.Sub("absent")), Names{});
 
-    // Whole trees: a copy overwrites, a delete takes read-only files too.
-    folder.WriteFile("from\\a.txt", "new");
-    folder.WriteFile("from\\sub\\deep\\b.txt", "b");
-    folder.WriteFile("to\\a.txt", "old");
-    EXPECT_TRUE(CopyFolderTree(folder.Sub("from"), folder.Sub("to")));
-    EXPECT_EQ(folder.ReadFile("to/a.txt") + folder.ReadFile("to/sub/deep/b.txt"), "newb");
-    EXPECT_EQ(ListSubfolders(folder.Path()), (Names{"from", "new", "to"}));
-    fs::permissions(folder.Native() / "to/sub/deep/b.txt", fs::perms::owner_read);
-    EXPECT_TRUE(DeleteFolderTree(folder.Sub("to")));
-    EXPECT_FALSE(FolderExists(folder.Sub("to")));
-    EXPECT_FALSE(DeleteFolderTree(folder.Sub("to")));
-    EXPECT_FALSE(DeleteFolderTree(folder.Sub("from\\a.txt"))) << "a file is no folder";
-    EXPECT_FALSE(CopyFolderTree(folder.Sub("missing"), folder.Sub("to")));
-
     // The current directory reads back in backslash form; relative paths follow it.
     ScopedCurrentDirectory keep;
     const std::string expected = FromNativePath(fs::canonical(folder.Native()).string());
@@ -175,8 +161,8 @@ TEST(FileSystem, FoldersAndTheirTreesAndTheCurrentDirectory) {
     EXPECT_FALSE(SetCurrentDirectory(folder.Sub("absent")));
     EXPECT_FALSE(SetCurrentDirectory(""));
     EXPECT_EQ(CurrentDirectory(), expected);
-    EXPECT_TRUE(FileExists("from\\a.txt"));
-    EXPECT_EQ(DeleteFiles("from\\*.txt"), 1);
+    EXPECT_TRUE(FileExists("taken"));
+    EXPECT_EQ(DeleteFiles("t*"), 1);
 }
 
 TEST(FileSystem, TempFolderIsTmpdirOrTmpWithoutFinalBackslash) {
