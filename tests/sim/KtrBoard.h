@@ -22,14 +22,7 @@ struct Stop {
     bool operator==(const Stop&) const = default;
 };
 
-inline std::string IncludeFolder() {
-    return std::string(BX_SOURCE_DIR) + "/data/Templates/Sarnova/include";
-}
-
-inline std::string ConfigFor(int32_t model) {
-    const char* name = model == 7 ? "ktr310" : model == 13 ? "ktr311" : "ktr640";
-    return IncludeFolder() + "/" + name + ".cfg";
-}
+inline const std::string kIncludeFolder = BX_SOURCE_DIR "/data/Templates/Sarnova/include";
 
 class KtrBoard {
 public:
@@ -45,8 +38,11 @@ public:
     // Assembles source, writes the image like power-on, resets. Empty on success, else the
     // tools' complaint.
     std::string Load(const std::string& source) {
+        const char* config = model_ == 7    ? "/ktr310.cfg"
+                             : model_ == 13 ? "/ktr311.cfg"
+                                            : "/ktr640.cfg";
         const test::Assembled a =
-            test::Assemble(Folder, source, ConfigFor(model_), IncludeFolder());
+            test::Assemble(Folder, source, kIncludeFolder + config, kIncludeFolder);
         if (!a.Ok)
             return a.Log;
         Labels = a.Labels;
@@ -78,6 +74,24 @@ public:
         int32_t count = 1;
         std::vector<uint8_t> data = Emu->ReadMemory(address, count);
         return data.empty() ? 0xEE : data[0];
+    }
+    void Poke(int32_t address, const std::vector<uint8_t>& bytes) {
+        int32_t count = static_cast<int32_t>(bytes.size());
+        Emu->WriteMemory(address, count, bytes);
+    }
+    // Moves the halted CPU to a label of the program.
+    void JumpTo(const std::string& label) {
+        bx::CpuState cpu = *Emu->GetCpuState();
+        cpu.PC = static_cast<uint16_t>(Label(label));
+        Emu->SetCpuState(cpu);
+    }
+    // The hub the emulator is attached to, created at the first call.
+    SimHub& Hub() {
+        if (!hub_) {
+            hub_ = SimHub::Create();
+            Emu->AttachHub(hub_->HubHandle(), device_id::kEmulator);
+        }
+        return *hub_;
     }
 
     // Lets the UI thread's queue run until n stops in all have arrived.
@@ -114,43 +128,17 @@ public:
 
 private:
     int32_t model_;
+    std::shared_ptr<SimHub> hub_;
 };
 
-// The start of every test program: the register names, a stack, and the vectors pointing at
-// the labels reset, irq and nmi that the program defines.
+// A test program around body: the register names, and the vectors pointing at the labels
+// reset, irq and nmi, the latter two an RTI where body doesn't define them.
 inline std::string Program(const std::string& body) {
-    return ".include \"ktr.inc\"\n"
-           ".segment \"VECTORS\"\n"
-           "    .word nmi, reset, irq\n"
+    return ".include \"ktr.inc\"\n.segment \"VECTORS\"\n.word nmi, reset, irq\n"
            ".segment \"CODE\"\n" +
-           body + "\n";
+           body +
+           "\n.segment \"CODE\"\n.ifndef nmi\nnmi: rti\n.endif\n.ifndef irq\nirq = nmi\n.endif\n";
 }
-
-// Scans a 4x4 keypad wired with its rows on P2.4-P2.7 and its columns on P2.0-P2.3: drives one
-// row low at a time and stores the column nibble of row r at $0200 + r, without end.
-inline const std::string kKeypadScanProgram = Program(R"(
-reset:  ldx #$FF
-        txs
-        lda #$F0
-        sta P2DIR
-scan:   ldx #0
-        lda #%11100000   ; row 0 low
-row:    ora #$0F
-        sta P2
-        pha
-        lda P2
-        and #$0F
-        sta $0200,x
-        pla
-        sec
-        rol a            ; next row low
-        inx
-        cpx #4
-        bne row
-        bra scan
-irq:
-nmi:    rti
-)");
 
 } // namespace bx::sim::testing
 
@@ -165,3 +153,9 @@ nmi:    rti
         const std::string complaint = (board).Load(source);                                        \
         ASSERT_TRUE(complaint.empty()) << complaint;                                               \
     } while (0)
+
+// A board of the model with the program loaded; the test skips without ca65.
+#define LOADED_BOARD(board, model, source)                                                         \
+    REQUIRE_CA65();                                                                                \
+    ::bx::sim::testing::KtrBoard board(model);                                                     \
+    LOAD(board, source)

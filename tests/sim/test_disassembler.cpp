@@ -1,15 +1,12 @@
 // The disassembler's ca65 text for every addressing mode, branch targets, the zero-page size
-// override and the undefined opcodes.
+// override and the undefined opcodes; and every opcode's text assembled again by ca65.
 #include "sim/Disassembler.h"
 #include "sim/OpcodeTable.h"
-#include "support/TempFolder.h"
+#include "support/Ca65.h"
 
 #include <array>
-#include <cstdlib>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <initializer_list>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -42,77 +39,45 @@ TEST(Disassembler, PrintsEveryAddressingModeInCa65Syntax) {
     const Case cases[] = {
         {0x0200, {0xE8}, "INX", 1},
         {0x0200, {0x0A}, "ASL A", 1},
-        {0x0200, {0x1A}, "INC A", 1},
         {0x0200, {0xA9, 0x12}, "LDA #$12", 2},
-        {0x0200, {0x89, 0x0F}, "BIT #$0F", 2},
         {0x0200, {0xA5, 0x12}, "LDA $12", 2},
         {0x0200, {0xB5, 0x12}, "LDA $12,X", 2},
-        {0x0200, {0xB6, 0xF0}, "LDX $F0,Y", 2},
         {0x0200, {0xAD, 0x34, 0x12}, "LDA $1234", 3},
         {0x0200, {0x9D, 0x34, 0x12}, "STA $1234,X", 3},
-        {0x0200, {0xB9, 0xCD, 0xAB}, "LDA $ABCD,Y", 3},
         {0x0200, {0x6C, 0x34, 0x12}, "JMP ($1234)", 3},
         {0x0200, {0x7C, 0x34, 0x12}, "JMP ($1234,X)", 3},
         {0x0200, {0xB2, 0x12}, "LDA ($12)", 2},
         {0x0200, {0xA1, 0x12}, "LDA ($12,X)", 2},
         {0x0200, {0xB1, 0x12}, "LDA ($12),Y", 2},
         {0xC000, {0xD0, 0x03}, "BNE $C005", 2},
-        {0xC000, {0x80, 0xFE}, "BRA $C000", 2},
         {0xC010, {0x10, 0x80}, "BPL $BF92", 2},
         {0xC000, {0x3F, 0x12, 0x02}, "BBR3 $12,$C005", 3},
         {0xC000, {0xFF, 0x80, 0xFD}, "BBS7 $80,$C000", 3},
         {0x0200, {0x27, 0x44}, "RMB2 $44", 2},
-        {0x0200, {0xF7, 0x44}, "SMB7 $44", 2},
-        {0x0200, {0x64, 0x10}, "STZ $10", 2},
-        {0x0200, {0x9E, 0x00, 0x30}, "STZ $3000,X", 3},
-        {0x0200, {0x0C, 0x00, 0x30}, "TSB $3000", 3},
-        {0x0200, {0x20, 0x00, 0xE0}, "JSR $E000", 3},
         {0x0200, {0x4C, 0x12, 0x00}, "JMP $0012", 3},
         {0x0200, {0xAD, 0x12, 0x00}, "LDA a:$0012", 3},
         {0x0200, {0x1D, 0xFF, 0x00}, "ORA a:$00FF,X", 3},
         {0x0200, {0xCB}, "WAI", 1},
-        {0x0200, {0xDB}, "STP", 1},
         {0x0200, {0x00, 0x55}, "BRK", 1},
-        {0x0200, {0xDA}, "PHX", 1},
-        {0x0200, {0x7A}, "PLY", 1},
         {0x0200, {0x02, 0x12}, ".byte $02,$12 ; NOP", 2},
         {0x0200, {0x03}, ".byte $03 ; NOP", 1},
-        {0x0200, {0x44, 0x12}, ".byte $44,$12 ; NOP", 2},
         {0x0200, {0x5C, 0x34, 0x12}, ".byte $5C,$34,$12 ; NOP", 3},
-        {0x0200, {0xFC, 0x34, 0x12}, ".byte $FC,$34,$12 ; NOP", 3},
     };
     for (const Case& c : cases) {
         Disassembly d = At(c.At, c.Bytes);
         EXPECT_EQ(d.Text, c.Text);
         EXPECT_EQ(d.Length, c.Length) << c.Text;
     }
-}
-
-TEST(Disassembler, WrapsAtTheTopOfMemoryAndAgreesWithTheTableOnEveryLength) {
-    Disassembly d = At(0xFFFF, {0x4C}); // operand bytes at $0000 and $0001
-    EXPECT_EQ(d.Text, "JMP $0000");
+    // The operand bytes of an instruction at the top of memory come from $0000 on.
+    EXPECT_EQ(At(0xFFFF, {0x4C}).Text, "JMP $0000");
     EXPECT_EQ(At(0xFFFE, {0xD0, 0x00}).Text, "BNE $0000");
-    for (int op = 0; op < 256; ++op) {
-        Disassembly one = At(0x1000, {static_cast<uint8_t>(op), 0x34, 0x12});
-        EXPECT_EQ(one.Length, OpcodeInfoOf(static_cast<uint8_t>(op)).Length) << op;
-        EXPECT_FALSE(one.Text.empty());
-        // Upper case throughout, apart from the ".byte" directive of the undefined opcodes.
-        std::string upper = one.Text;
-        if (upper.rfind(".byte ", 0) == 0)
-            upper = upper.substr(6);
-        for (char ch : upper)
-            EXPECT_FALSE(ch >= 'a' && ch <= 'z') << one.Text;
-    }
 }
 
-bool ToolOnPath(const std::string& name) {
-    return std::system(("command -v " + name + " > /dev/null 2>&1").c_str()) == 0;
-}
-
-// Every opcode, disassembled and fed back to ca65 and ld65, gives back the same bytes.
+// Every opcode, disassembled and fed back to ca65 and ld65, gives back the same bytes: the
+// lengths, modes and mnemonics of the whole table.
 TEST(Disassembler, Ca65ReassemblesTheTextOfEveryOpcodeToTheSameBytes) {
-    if (!ToolOnPath("ca65") || !ToolOnPath("ld65"))
-        GTEST_SKIP() << "ca65/ld65 (cc65) are not installed";
+    if (!test::Ca65Available())
+        GTEST_SKIP() << test::kCa65Missing;
     static Memory memory;
     memory.Bytes.fill(0);
     std::vector<uint8_t> stream;
@@ -127,27 +92,19 @@ TEST(Disassembler, Ca65ReassemblesTheTextOfEveryOpcodeToTheSameBytes) {
     const uint16_t origin = 0x1000;
     for (std::size_t i = 0; i < stream.size(); ++i)
         memory.Bytes[origin + i] = stream[i];
-    std::string source = ".setcpu \"65C02\"\n.segment \"CODE\"\n.org $1000\n";
+    std::string source = ".segment \"CODE\"\n.org $1000\n";
     for (uint16_t a = origin; a < origin + stream.size();) {
         Disassembly d = Disassemble(memory.Reader(), a);
         source += "    " + d.Text + "\n";
         a = static_cast<uint16_t>(a + d.Length);
     }
     test::TempFolder folder;
-    const auto dir = folder.Native();
-    std::ofstream(dir / "all.s") << source;
-    std::ofstream(dir / "flat.cfg") << "MEMORY { RAM: start = $1000, size = $1000, file = %O; }\n"
-                                       "SEGMENTS { CODE: load = RAM, type = rw; }\n";
-    const std::string command = "cd '" + dir.string() +
-                                "' && ca65 all.s -o all.o > log.txt 2>&1 && "
-                                "ld65 -C flat.cfg all.o -o all.bin >> log.txt 2>&1";
-    ASSERT_EQ(std::system(command.c_str()), 0) << folder.ReadFile("log.txt") << source;
-    std::ifstream in(dir / "all.bin", std::ios::binary);
-    std::vector<uint8_t> assembled{std::istreambuf_iterator<char>(in),
-                                   std::istreambuf_iterator<char>()};
-    ASSERT_EQ(assembled.size(), stream.size());
-    for (std::size_t i = 0; i < stream.size(); ++i)
-        ASSERT_EQ(assembled[i], stream[i]) << "at $" << std::hex << origin + i;
+    folder.WriteFile("flat.cfg", "MEMORY { RAM: start = $1000, size = $1000, file = %O; }\n"
+                                 "SEGMENTS { CODE: load = RAM, type = rw; }\n");
+    const test::Assembled assembled =
+        test::Assemble(folder, source, (folder.Native() / "flat.cfg").string(), ".");
+    ASSERT_TRUE(assembled.Ok) << assembled.Log << source;
+    ASSERT_EQ(assembled.Image, stream);
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
-#include <vector>
 
 namespace bx::sim {
 namespace {
@@ -49,16 +48,16 @@ TEST(Json, RejectsMalformedInputWithItsPosition) {
 
 TEST(Json, RefusesNestingDeepEnoughToExhaustTheStack) {
     EXPECT_THROW(ParseJson(std::string(100000, '[')), JsonError);
-    std::string fine = std::string(100, '[') + std::string(100, ']');
-    EXPECT_NO_THROW(ParseJson(fine));
+    EXPECT_NO_THROW(ParseJson(std::string(100, '[') + std::string(100, ']')));
 }
 
+// Every cut of a document is an error; damaged bytes give a document or a JsonError, never
+// anything else.
 TEST(Json, DamagedDocumentsEitherParseOrRaiseJsonErrorNeverAnythingElse) {
     const std::string good =
         R"([{"name": "x", "a": [1, 2.5e1, -0], "s": "\u00e9\n", "t": true, "n": null}])";
-    std::vector<std::string> damaged;
     for (std::size_t cut = 0; cut < good.size(); ++cut)
-        damaged.push_back(good.substr(0, cut));
+        EXPECT_THROW(ParseJson(good.substr(0, cut)), JsonError) << cut;
     uint32_t seed = 12345;
     for (int i = 0; i < 3000; ++i) {
         std::string text = good;
@@ -66,19 +65,11 @@ TEST(Json, DamagedDocumentsEitherParseOrRaiseJsonErrorNeverAnythingElse) {
             seed = seed * 1103515245u + 12345u;
             text[(seed >> 8) % text.size()] = static_cast<char>(seed >> 24);
         }
-        damaged.push_back(text);
-    }
-    int parsed = 0, rejected = 0;
-    for (const std::string& text : damaged) {
         try {
             ParseJson(text);
-            ++parsed;
         } catch (const JsonError&) {
-            ++rejected;
         }
     }
-    EXPECT_EQ(parsed + rejected, static_cast<int>(damaged.size()));
-    EXPECT_GT(rejected, static_cast<int>(good.size())) << "every truncation is an error";
 }
 
 } // namespace
