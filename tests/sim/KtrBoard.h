@@ -131,11 +131,12 @@ private:
     std::shared_ptr<SimHub> hub_;
 };
 
-// A test program around body: the register names, and the vectors pointing at the labels
-// reset, irq and nmi, the latter two an RTI where body doesn't define them.
+// A test program around body: the register names, "put value, address" for an LDA #value
+// and STA address, and the vectors pointing at the labels reset, irq and nmi, the latter two
+// an RTI where body doesn't define them.
 inline std::string Program(const std::string& body) {
-    return ".include \"ktr.inc\"\n.segment \"VECTORS\"\n.word nmi, reset, irq\n"
-           ".segment \"CODE\"\n" +
+    return ".include \"ktr.inc\"\n.macro put value, address\nlda #value\nsta address\n.endmacro\n"
+           ".segment \"VECTORS\"\n.word nmi, reset, irq\n.segment \"CODE\"\n" +
            body +
            "\n.segment \"CODE\"\n.ifndef nmi\nnmi: rti\n.endif\n.ifndef irq\nirq = nmi\n.endif\n";
 }

@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <vector>
 
 namespace bx::sim {
@@ -157,48 +158,32 @@ TEST(CpuSingleStep, PassesEveryCaseOnRegistersRamCyclesAndBusAccesses) {
 // The trap runner stops right after the first execution of a jump or branch to itself, an
 // STP, or a WAI that nothing can end, with exact counts, and never runs past its limit.
 TEST(TrapRunner, StopsAfterTheFirstExecutionAndAtTheExactLimit) {
+    using enum TrapStop;
     struct TrapCase {
-        const char* Name;
-        std::vector<uint8_t> Code; // at $0200, started there
+        const char* Code; // at $0200, started there
         TrapStop How;
         uint16_t Address;
         uint64_t Instructions, Cycles;
         uint64_t CyclesBeforeLast; // of all instructions but the last
     };
     const TrapCase cases[] = {
-        // LDX #3; loop: DEX; BNE loop; JMP * (2 + 3 x 2 + 2 x 3 + 2 + 3)
-        {"jmp",
-         {0xA2, 0x03, 0xCA, 0xD0, 0xFD, 0x4C, 0x05, 0x02},
-         TrapStop::Trap,
-         0x0205,
-         8,
-         19,
-         16},
-        // INX; BRA *
-        {"bra", {0xE8, 0x80, 0xFE}, TrapStop::Trap, 0x0201, 2, 5, 2},
-        // CLC; BCS * (not taken: no trap); SEC; BCS *
-        {"branch", {0x18, 0xB0, 0xFE, 0x38, 0xB0, 0xFE}, TrapStop::Trap, 0x0204, 4, 9, 6},
-        // SMB0 $10; BBS0 $10,*
-        {"bbs", {0x87, 0x10, 0x8F, 0x10, 0xFD}, TrapStop::Trap, 0x0202, 2, 11, 5},
-        // NOP; JMP ($0205), the pointer there holding $0201
-        {"jmp indirect",
-         {0xEA, 0x6C, 0x05, 0x02, 0x00, 0x01, 0x02},
-         TrapStop::Trap,
-         0x0201,
-         2,
-         8,
-         2},
-        // NOP; JSR * (PC comes back to the JSR)
-        {"jsr", {0xEA, 0x20, 0x01, 0x02}, TrapStop::Trap, 0x0201, 2, 8, 2},
-        // INX; STP
-        {"stp", {0xE8, 0xDB}, TrapStop::Stopped, 0x0201, 2, 5, 2},
-        // INX; WAI with no interrupt asserted
-        {"wai", {0xE8, 0xCB}, TrapStop::Waiting, 0x0201, 2, 5, 2},
+        {"A2 03 CA D0 FD 4C 05 02", Trap, 0x0205, 8, 19, 16}, // LDX #3; loop: DEX; BNE loop; JMP *
+        {"E8 80 FE", Trap, 0x0201, 2, 5, 2},                  // INX; BRA *
+        {"18 B0 FE 38 B0 FE", Trap, 0x0204, 4, 9, 6},         // CLC; BCS * (no trap); SEC; BCS *
+        {"87 10 8F 10 FD", Trap, 0x0202, 2, 11, 5},           // SMB0 $10; BBS0 $10,*
+        {"EA 6C 05 02 00 01 02", Trap, 0x0201, 2, 8, 2},      // NOP; JMP ($0205) holding $0201
+        {"EA 20 01 02", Trap, 0x0201, 2, 8, 2},               // NOP; JSR *
+        {"E8 DB", Stopped, 0x0201, 2, 5, 2},                  // INX; STP
+        {"E8 CB", Waiting, 0x0201, 2, 5, 2},                  // INX; WAI, no interrupt asserted
     };
     for (const TrapCase& test : cases) {
-        SCOPED_TRACE(test.Name);
+        SCOPED_TRACE(test.Code);
+        std::vector<uint8_t> code;
+        std::istringstream bytes(test.Code);
+        for (unsigned byte; bytes >> std::hex >> byte;)
+            code.push_back(static_cast<uint8_t>(byte));
         auto bus = std::make_unique<FlatRamBus>();
-        ASSERT_TRUE(bus->Load(0x0200, test.Code));
+        ASSERT_TRUE(bus->Load(0x0200, code));
         // A limit of exactly the instructions up to the trap still finds it.
         for (uint64_t limit : {uint64_t{1000}, test.Instructions}) {
             Cpu65C02<FlatRamBus> cpu(*bus);
@@ -213,7 +198,7 @@ TEST(TrapRunner, StopsAfterTheFirstExecutionAndAtTheExactLimit) {
         Cpu65C02<FlatRamBus> limited(*bus);
         limited.Registers().PC = 0x0200;
         TrapRunResult ended = RunUntilTrap(limited, test.Instructions - 1);
-        EXPECT_EQ(ended.How, TrapStop::Limit);
+        EXPECT_EQ(ended.How, Limit);
         EXPECT_EQ(ended.Address, test.Address);
         EXPECT_EQ(ended.Instructions, test.Instructions - 1);
         EXPECT_EQ(ended.Cycles, test.CyclesBeforeLast);

@@ -249,17 +249,14 @@ TEST(KtrDevices, AKeyPressWakesWaiThroughTheKeyInterrupt) {
     ASSERT_TRUE(ui.Connect(board.Hub().HubHandle(), device_id::kSimpleUI));
     ASSERT_TRUE(board.Hub().ConnectDigital(2003, 1, 0x01, 2002, 1, 0x80)); // button 0 -> P1.7
     LOAD(board, Program(R"(
-reset:  lda #$80
-        sta KEYEN
-        lda #IRQ_KEY
-        sta IER
+reset:  put $80, KEYEN
+        put IRQ_KEY, IER
         cli
         wai
         stp
 irq:    lda IFR
         sta $0200
-        lda #IRQ_KEY
-        sta IFR
+        put IRQ_KEY, IFR
         rti
 )"));
     board.Emu->Run();
@@ -282,10 +279,8 @@ TEST(KtrDevices, TheSpeakerSamplesTheDacInTimeAndRecordsAWavFile) {
     // A square wave: 500 cycles high ($C0), 500 cycles low ($40): 1 kHz at 1 MHz.
     LOAD(board, Program(R"(
 reset:  stz TRLDH
-        lda #249
-        sta TRLDL        ; 250 cycles per underflow
-        lda #TCTL_RUN
-        sta TCTL
+        put 249, TRLDL           ; 250 cycles per underflow
+        put TCTL_RUN, TCTL
         lda #$C0
         ldy #2
 loop:   sta DAC

@@ -74,16 +74,12 @@ bpx:    nop
         lda $0300
 a_read: sta $0301
 a_wr:   lda P2
-a_p2:   lda #WDT_KEY
-        sta WDTCLR
-a_wdt:  lda #$3C
-        sta P0
+a_p2:   put WDT_KEY, WDTCLR
+a_wdt:  put $3C, P0
 a_p0:   stz DAC          ; the DAC's level already: no change
-a_dac:  lda #1
-        sta BANK
+a_dac:  put 1, BANK
         lda $4010        ; bank 1: no breakpoint there
-        lda #2
-        sta BANK
+        put 2, BANK
         lda $4010        ; bank 2: breakpoint
 a_bank: lda $0210        ; the breakpoint was set as bank 3's $0210
 a_ram:  stp
@@ -129,15 +125,14 @@ after:
     ASSERT_TRUE(board.Emu->ClearBreak(0, 7, -1));
     ASSERT_TRUE(board.Emu->GetBreakFlags(0x02FF, flags, 4));
     EXPECT_EQ(flags, (std::vector<int32_t>{0, 0, 0, 0}));
-    board.Emu->Reset();
+    board.JumpTo("bpx"); // the cleared breakpoints, on RAM and on the registers, pass
     ASSERT_TRUE(board.RunToStop());
     EXPECT_EQ(board.Stops.back(), (Stop{2, board.Label("after"), stop_cond::kStp}));
 }
 
 TEST(KtrEmulator, StepDisassemblySetCpuStateAndExecutionWithoutMemory) {
     LOADED_BOARD(board, emulator_model::kKTR310, Program(R"(
-reset:  lda #$42
-        sta $0300
+reset:  put $42, $0300
         jsr sub
 back:   stp
 far:    jmp $2000        ; the KTR310 has no memory there

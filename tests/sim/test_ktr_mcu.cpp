@@ -22,28 +22,21 @@ TEST(KtrMcu, BanksAndVectorsOnEveryModel) {
         KtrBoard board(model.Number);
         EXPECT_EQ(board.Emu->GetValue("Bank"), model.LastBank);
         const std::string last = std::to_string(model.LastBank);
-        LOAD(board,
-             "WINDOW = " + std::to_string(model.Window) + "\nLAST = " + last + "\n" + Program(R"(
+        LOAD(board, Program(R"(
 reset:  stz BANK
         lda WINDOW
         sta $0200
-        lda #LAST
-        sta BANK
+        put LAST, BANK
         jsr WINDOW+1
         sta $0201
-        lda #LAST+1
-        sta BANK
+        put LAST+1, BANK
         lda WINDOW
         sta $0202
-        lda #LAST
-        sta BANK
+        put LAST, BANK
         stz TRLDH
-        lda #99
-        sta TRLDL
-        lda #IRQ_TIMER
-        sta IER
-        lda #TCTL_RUN
-        sta TCTL
+        put 99, TRLDL
+        put IRQ_TIMER, IER
+        put TCTL_RUN, TCTL
         cli
         wai              ; the timer's IRQ, through the fixed ROM's vectors
         sei
@@ -54,8 +47,7 @@ reset:  stz BANK
 again:  lda WINDOW
         sta $0205
         stp
-irq:    lda #IRQ_TIMER
-        sta IFR
+irq:    put IRQ_TIMER, IFR
         inc $0203
         rti
 .segment "BANK0"
@@ -64,14 +56,14 @@ irq:    lda #IRQ_TIMER
         .byte $1D
         lda #$33
         rts
-)"));
+WINDOW = )" + std::to_string(model.Window) +
+                            "\nLAST = " + last));
         ASSERT_TRUE(board.RunToStop());
         EXPECT_EQ(board.Stops.back(),
                   (Stop{model.LastBank, board.Label("again"), stop_cond::kStp}));
-        const int32_t expected[] = {0x10, 0x33, 0xFF, 1};
-        for (int i = 0; i < 4; ++i)
-            EXPECT_EQ(board.Peek(0x0200 + i), expected[i]) << "$020" << i;
-        EXPECT_EQ(board.Peek(0x0204) & sfr::kIrqTimer, sfr::kIrqTimer);
+        const int32_t expected[] = {0x10, 0x33, 0xFF, 1, sfr::kIrqTimer};
+        for (int i = 0; i < 5; ++i)
+            EXPECT_EQ(board.Peek(0x0200 + i) & (i == 4 ? sfr::kIrqTimer : 0xFF), expected[i]) << i;
         EXPECT_EQ(board.Peek(sfr::kBank), model.LastBank);
         // The debugger names a bank whatever the CPU has selected.
         EXPECT_EQ(board.Peek(model.Window), 0x10);
@@ -95,29 +87,25 @@ irq:    lda #IRQ_TIMER
 TEST(KtrMcu, TheTimerInterruptIsTakenAtTheRightCycle) {
     REQUIRE_CA65();
     struct Case {
-        const char *Control, *Reload, *Wait;
-        uint64_t Due; // cycles from the STA TCTL to the underflow
+        const char* Setup; // CONTROL, RELOAD and the instruction the loop waits with
+        uint64_t Due;      // cycles from the STA TCTL to the underflow
         uint64_t Slack;
     };
-    for (const Case c : {Case{"TCTL_RUN | TCTL_DIV8", "99", "wai", 2 + 1 + 800, 0},
-                         Case{"TCTL_RUN", "9", "nop", 3 + 10, 2}}) {
-        SCOPED_TRACE(c.Control);
-        KtrBoard board(emulator_model::kKTR311);
-        LOAD(board, Program(std::string(R"(
+    for (const Case c :
+         {Case{"CONTROL = TCTL_RUN | TCTL_DIV8\nRELOAD = 99\n.define WAIT wai", 2 + 1 + 800, 0},
+          Case{"CONTROL = TCTL_RUN\nRELOAD = 9\n.define WAIT nop", 3 + 10, 2},
+          Case{"CONTROL = TCTL_RUN | TCTL_DIV256\nRELOAD = 2\n.define WAIT wai", 3 + 768, 0}}) {
+        SCOPED_TRACE(c.Setup);
+        LOADED_BOARD(board, emulator_model::kKTR311, std::string(c.Setup) + "\n" + Program(R"(
 reset:  stz TRLDH
-        lda #)") + c.Reload +
-                            R"(
-        sta TRLDL
-        lda #IRQ_TIMER
-        sta IER
+        put RELOAD, TRLDL
+        put IRQ_TIMER, IER
         cli
-        lda #)" + c.Control +
-                            R"(
+        lda #CONTROL
 store:  sta TCTL
-loop:   )" + c.Wait + R"(
+loop:   WAIT
         bra loop
-irq:    lda #IRQ_TIMER
-        sta IFR
+irq:    put IRQ_TIMER, IFR
         rti
 )"));
         ASSERT_TRUE(board.Emu->SetBreak(board.Label("store"), 1, 1));
@@ -142,20 +130,17 @@ TEST(KtrMcu, TheTimeBaseTicksFromTheSubClockOnlyWithDualClock) {
         // Counts 200 ticks of 1024 Hz, then stops: about 195 ms of simulated time.
         LOAD(board, Program(R"(
 reset:  stz $0200
-        lda #(TBCTL_EN | TBCTL_1024HZ)
-        sta TBCTL
+        put (TBCTL_EN | TBCTL_1024HZ), TBCTL
         lda TBCTL
         sta $0202
-        lda #IRQ_TIMEBASE
-        sta IER
+        put IRQ_TIMEBASE, IER
         cli
 loop:   wai
         lda $0200
         cmp #200
         bne loop
         stp
-irq:    lda #IRQ_TIMEBASE
-        sta IFR
+irq:    put IRQ_TIMEBASE, IFR
         inc $0200
         rti
 )"));
@@ -187,16 +172,20 @@ reset:  inc $0200        ; RAM survives a reset: count the starts
         lda SYSSTAT
         sta $0201
         bmi again
-        lda #WDT_16K
-        sta WDTCTL
+        put WDT_16K, WDTCTL
 kick:   lda $0202        ; restart the watchdog while $0202 is non-zero
         beq hang
-        lda #WDT_KEY
-        sta WDTCLR
+        put WDT_KEY, WDTCLR
         dec $0202
         bra kick
 hang:   bra hang
-again:  stp
+again:  stz SYSSTAT      ; a 0 in bit 7 leaves the flag, a 1 clears it
+        lda SYSSTAT
+        sta $0203
+        put $80, SYSSTAT
+        lda SYSSTAT
+        sta $0204
+        stp
 )"));
         board.Poke(0x0200, {0, 0, 200});
         board.Emu->SetUnthrottled(true);
@@ -204,14 +193,14 @@ again:  stp
             board.Emu->Run();
             ASSERT_TRUE(board.Advance(200'000));
             EXPECT_TRUE(board.Emu->Stop());
-            EXPECT_EQ(board.Peek(0x0200), 1);
-            EXPECT_EQ(board.Peek(0x0201), 0);
+            EXPECT_EQ(board.Peek(0x0200) * 256 + board.Peek(0x0201), 0x0100) << "one start";
             continue;
         }
         ASSERT_TRUE(board.RunToStop());
         EXPECT_EQ(board.Stops.back().Cond, stop_cond::kStp);
         EXPECT_EQ(board.Peek(0x0200), 2);
         EXPECT_EQ(board.Peek(0x0201), sfr::kStatWatchdogReset | sfr::kStatWdtOption);
+        EXPECT_EQ(board.Peek(0x0203) * 256 + board.Peek(0x0204), 0x8101);
         // 200 restarts of some 20 cycles each kept it alive, then 16,384 cycles of silence.
         EXPECT_GT(board.Emu->Cycles(), 200u * 15 + 16384);
         EXPECT_LT(board.Emu->Cycles(), 200u * 40 + 16384 + 200);
@@ -228,28 +217,17 @@ TEST(KtrMcu, EveryRegisterReadsTheSameFromTheProgramAsFromTheDebugger) {
     board.Emu->SetOption("DualClock", true);
     board.Emu->SetOption("Unknown", true); // ignored
     LOAD(board, Program(R"(
-reset:  lda #$5A
-        sta TRLDL
-        lda #$12
-        sta TRLDH
-        lda #(TCTL_RUN | TCTL_DIV64)
-        sta TCTL
-        lda #TCTL_DIV8          ; stopped again: the count stays where it is
-        sta TCTL
-        lda #$F0
-        sta P0DIR
-        lda #$A5
-        sta P0                  ; outputs show $A, the inputs read high
-        lda #$03
-        sta DAC
-        lda #(IRQ_TIMER | IRQ_KEY)
-        sta IER
-        lda #$0F
-        sta KEYEN
-        lda #WDT_64K
-        sta WDTCTL
-        lda #1
-        sta BANK
+reset:  put $5A, TRLDL
+        put $12, TRLDH
+        put (TCTL_RUN | TCTL_DIV64), TCTL
+        put TCTL_DIV8, TCTL     ; stopped again: the count stays where it is
+        put $F0, P0DIR
+        put $A5, P0             ; outputs show $A, the inputs read high
+        put $03, DAC
+        put (IRQ_TIMER | IRQ_KEY), IER
+        put $0F, KEYEN
+        put WDT_64K, WDTCTL
+        put 1, BANK
 copy:   ldx #0
 @next:  lda BANK,x              ; every register through the CPU, into $0300
         sta $0300,x

@@ -165,8 +165,7 @@ TEST(KtrThreads, DevicesAndHubMayGoWhileTheTargetDrivesThem) {
     ASSERT_TRUE(hub->ConnectDigital(2002, 0, 0xFF, 2003, 0, 0xFF));
     ASSERT_TRUE(hub->ConnectAnalog(2002, 3, 2001, 0));
     LOAD(board, Program(R"(
-reset:  lda #$FF
-        sta P0DIR
+reset:  put $FF, P0DIR
 loop:   inc P0
         inc DAC
         bra loop
@@ -187,8 +186,7 @@ loop:   inc P0
 // Scans a 4x4 keypad wired with its rows on P2.4-P2.7 and its columns on P2.0-P2.3: drives one
 // row low at a time and stores the column nibble of row r at $0200 + r, without end.
 const std::string kKeypadScanProgram = Program(R"(
-reset:  lda #$F0
-        sta P2DIR
+reset:  put $F0, P2DIR
 scan:   ldx #0
         lda #%11100000   ; row 0 low
 row:    ora #$0F
