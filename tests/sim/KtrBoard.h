@@ -22,8 +22,6 @@ struct Stop {
     bool operator==(const Stop&) const = default;
 };
 
-inline const std::string kIncludeFolder = BX_SOURCE_DIR "/data/Templates/Sarnova/include";
-
 class KtrBoard {
 public:
     explicit KtrBoard(int32_t model) : model_(model) {
@@ -38,29 +36,24 @@ public:
     // Assembles source, writes the image like power-on, resets. Empty on success, else the
     // tools' complaint.
     std::string Load(const std::string& source) {
+        const std::string include = BX_SOURCE_DIR "/data/Templates/Sarnova/include";
         const char* config = model_ == 7    ? "/ktr310.cfg"
                              : model_ == 13 ? "/ktr311.cfg"
                                             : "/ktr640.cfg";
-        const test::Assembled a =
-            test::Assemble(Folder, source, kIncludeFolder + config, kIncludeFolder);
+        const test::Assembled a = test::Assemble(Folder, source, include + config, include);
         if (!a.Ok)
             return a.Log;
         Labels = a.Labels;
-        const bool mode1 = model_ == 24;
+        const int32_t window = model_ == 24 ? 0xC000 : 0x4000, banks = Emu->GetValue("Bank") + 1;
         std::vector<uint8_t> image = a.Image;
-        const int32_t banks = Emu->GetValue("Bank") + 1;
         image.resize(static_cast<std::size_t>(banks + 2) * 0x4000, 0);
-        auto slice = [&](std::size_t offset, int32_t address, int32_t length) {
-            std::vector<uint8_t> bytes(image.begin() + static_cast<std::ptrdiff_t>(offset),
-                                       image.begin() +
-                                           static_cast<std::ptrdiff_t>(offset + length));
-            int32_t count = length;
-            Emu->WriteMemory(address, count, bytes);
-        };
-        slice(0, mode1 ? 0x4000 : 0x8000, 0x8000);
-        for (int32_t b = 0; b < banks; ++b)
-            slice(static_cast<std::size_t>(b + 2) * 0x4000, b * 65536 + (mode1 ? 0xC000 : 0x4000),
-                  0x4000);
+        // The fixed ROM (b = -1: 32 KB at offset 0, the other side of the window), then bank b at
+        // offset (b + 2) * 16 KB.
+        for (int32_t b = -1; b < banks; ++b) {
+            const auto from = image.begin() + (b < 0 ? 0 : (b + 2) * 0x4000);
+            Poke(b < 0 ? (window == 0x4000 ? 0x8000 : 0x4000) : b << 16 | window,
+                 std::vector<uint8_t>(from, from + (b < 0 ? 0x8000 : 0x4000)));
+        }
         Emu->Reset();
         return {};
     }
@@ -69,7 +62,6 @@ public:
         auto it = Labels.find(name);
         return it == Labels.end() ? -1 : static_cast<int32_t>(it->second);
     }
-
     uint8_t Peek(int32_t address) {
         int32_t count = 1;
         std::vector<uint8_t> data = Emu->ReadMemory(address, count);
@@ -95,29 +87,24 @@ public:
     }
 
     // Lets the UI thread's queue run until n stops in all have arrived.
-    bool WaitForStops(std::size_t n,
-                      std::chrono::milliseconds timeout = std::chrono::milliseconds(10000)) {
-        return Dispatcher.RunUntil([&] { return Stops.size() >= n; }, timeout);
+    bool WaitForStops(std::size_t n) {
+        return Dispatcher.RunUntil([&] { return Stops.size() >= n; }, std::chrono::seconds(10));
     }
-
+    // Run, then wait for the next stop.
+    bool RunToStop() {
+        Emu->Run();
+        return WaitForStops(Stops.size() + 1);
+    }
     // While the target runs: waits until it has run at least cycles more (the worker may be
-    // slow to get a processor on a loaded machine). False at the timeout.
-    bool Advance(uint64_t cycles, std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
+    // slow to get a processor on a loaded machine). False after 20 s.
+    bool Advance(uint64_t cycles) {
         const uint64_t target = Emu->Cycles() + cycles;
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (Emu->Cycles() < target) {
-            if (std::chrono::steady_clock::now() > deadline)
+        for (int ms = 0; Emu->Cycles() < target; ++ms) {
+            if (ms > 20'000)
                 return false;
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         return true;
-    }
-
-    // Run, then wait for the next stop.
-    bool RunToStop(std::chrono::milliseconds timeout = std::chrono::milliseconds(10000)) {
-        const std::size_t n = Stops.size() + 1;
-        Emu->Run();
-        return WaitForStops(n, timeout);
     }
 
     platform::QueueDispatcher Dispatcher;

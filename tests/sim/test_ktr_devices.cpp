@@ -70,28 +70,6 @@ TEST(SimHub, WiresOfEveryMaskShapeCarryTheLevelsBitForBit) {
     }
 }
 
-TEST(SimHub, AWriteReachesOnlyTheEndsOfTheLinesItChanged) {
-    // One port split into two wires, as a keypad's rows and columns share port P2.
-    auto hub = SimHub::Create();
-    RecordingMember port(hub, 1), rows(hub, 2), columns(hub, 3);
-    ASSERT_TRUE(hub->ConnectDigital(1, 0, 0xF0, 2, 0, 0x0F));
-    ASSERT_TRUE(hub->ConnectDigital(3, 0, 0x0F, 1, 0, 0x0F));
-    port.Drive(0, 0xE0, 0xF0);
-    const int rowCalls = rows.Deliveries[0], columnCalls = columns.Deliveries[0];
-    EXPECT_EQ(rows.Level[0], 0xFFFFFFFEu);
-    for (uint32_t level : {0xD0u, 0xB0u, 0x70u, 0xF0u})
-        port.Drive(0, level, 0xF0);
-    EXPECT_EQ(rows.Deliveries[0], rowCalls + 4);
-    EXPECT_EQ(rows.Level[0], 0xFFFFFFFFu);
-    EXPECT_EQ(columns.Deliveries[0], columnCalls) << "the column lines never changed";
-    port.Drive(0, 0xF0, 0xF1); // the port starts driving a column line low
-    EXPECT_EQ(columns.Deliveries[0], columnCalls + 1);
-    EXPECT_EQ(columns.Driven[0], 0x1u);
-    EXPECT_EQ(columns.Level[0], 0xFFFFFFFEu);
-    port.Drive(0, 0xF1, 0xF1); // and drives it high
-    EXPECT_EQ(columns.Level[0], 0xFFFFFFFFu);
-}
-
 // A pin set that doesn't listen is not called but asked, and is caught up when it listens
 // again; a lazy driver goes through the hub only while a listening end is wired.
 TEST(SimHub, APinSetThatDoesNotListenIsAskedAndALazyDriverIsReadWhenAsked) {
@@ -209,7 +187,6 @@ TEST(SimTargetFactory, PowerOnWiresTheDevicesAndThePortDirectionDecidesWhoDrives
     SimTargetFactory factory(dispatcher, nullptr);
     EXPECT_EQ(factory.CreateSymbolLibrary(), nullptr);
     std::shared_ptr<DeviceHub> hub = factory.CreateHub();
-    hub->SetParameter("Multiplier", 1);
     hub->SetParameter("Divider", 4);
     EXPECT_EQ(hub->Start(), 0);
     std::shared_ptr<Emulator> emu = factory.CreateEmulator();
@@ -218,16 +195,15 @@ TEST(SimTargetFactory, PowerOnWiresTheDevicesAndThePortDirectionDecidesWhoDrives
     std::unique_ptr<SimpleUI> ui = factory.CreateSimpleUI();
     std::unique_ptr<Speaker> speaker = factory.CreateSpeaker();
     std::unique_ptr<Keypad> keypad = factory.CreateKeypad();
-    EXPECT_TRUE(ui->Connect(hub->HubHandle(), device_id::kSimpleUI));
-    EXPECT_TRUE(speaker->Connect(hub->HubHandle(), device_id::kSpeaker));
-    EXPECT_TRUE(keypad->Connect(hub->HubHandle(), device_id::kKeypad));
+    EXPECT_TRUE(ui->Connect(hub->HubHandle(), device_id::kSimpleUI) &&
+                speaker->Connect(hub->HubHandle(), device_id::kSpeaker) &&
+                keypad->Connect(hub->HubHandle(), device_id::kKeypad));
     EXPECT_TRUE(
-        hub->ConnectDigital(2002, emu->GetPortId("P0"), 0xFF, 2003, ui->PinsetId("LED"), 0xFF));
-    EXPECT_TRUE(
-        hub->ConnectDigital(2003, ui->PinsetId("Button"), 0xFF, 2002, emu->GetPortId("P1"), 0xFF));
-    EXPECT_TRUE(hub->ConnectAnalog(2002, emu->GetPortId("DAC"), 2001, speaker->PinsetId("Audio")));
-    EXPECT_TRUE(hub->ConnectDigital(2004, keypad->PinsetId("Column"), 0x0F, 2002,
-                                    emu->GetPortId("P2"), 0x0F));
+        hub->ConnectDigital(2002, emu->GetPortId("P0"), 0xFF, 2003, ui->PinsetId("LED"), 0xFF) &&
+        hub->ConnectDigital(2003, ui->PinsetId("Button"), 0xFF, 2002, emu->GetPortId("P1"), 0xFF) &&
+        hub->ConnectAnalog(2002, emu->GetPortId("DAC"), 2001, speaker->PinsetId("Audio")) &&
+        hub->ConnectDigital(2004, keypad->PinsetId("Column"), 0x0F, 2002, emu->GetPortId("P2"),
+                            0x0F));
     auto& leds = static_cast<SimSimpleUI&>(*ui);
     EXPECT_EQ(leds.LitLeds(), 0x00) << "after reset every pin is an input";
     int32_t count = 2;
@@ -239,16 +215,10 @@ TEST(SimTargetFactory, PowerOnWiresTheDevicesAndThePortDirectionDecidesWhoDrives
     leds.PressButton(0);
     leds.PressButton(2); // P1.2 is an output: the pin reads its latch
     EXPECT_EQ(emu->ReadMemory(sfr::kP1, count = 1).at(0), 0xFE);
-    EXPECT_EQ(leds.HeldButtons(), 0x05);
 }
 
 TEST(KtrDevices, AKeyPressWakesWaiThroughTheKeyInterrupt) {
-    REQUIRE_CA65();
-    KtrBoard board(emulator_model::kKTR310);
-    SimSimpleUI ui;
-    ASSERT_TRUE(ui.Connect(board.Hub().HubHandle(), device_id::kSimpleUI));
-    ASSERT_TRUE(board.Hub().ConnectDigital(2003, 1, 0x01, 2002, 1, 0x80)); // button 0 -> P1.7
-    LOAD(board, Program(R"(
+    LOADED_BOARD(board, emulator_model::kKTR310, Program(R"(
 reset:  put $80, KEYEN
         put IRQ_KEY, IER
         cli
@@ -259,6 +229,9 @@ irq:    lda IFR
         put IRQ_KEY, IFR
         rti
 )"));
+    SimSimpleUI ui;
+    ASSERT_TRUE(ui.Connect(board.Hub().HubHandle(), device_id::kSimpleUI));
+    ASSERT_TRUE(board.Hub().ConnectDigital(2003, 1, 0x01, 2002, 1, 0x80)); // button 0 -> P1.7
     board.Emu->Run();
     std::this_thread::sleep_for(30ms);
     board.Dispatcher.RunPending();
@@ -269,15 +242,10 @@ irq:    lda IFR
     EXPECT_EQ(board.Peek(0x0200) & sfr::kIrqKey, sfr::kIrqKey);
 }
 
-TEST(KtrDevices, TheSpeakerSamplesTheDacInTimeAndRecordsAWavFile) {
-    REQUIRE_CA65();
-    KtrBoard board(emulator_model::kKTR311);
-    SimSpeaker speaker;
-    ASSERT_TRUE(speaker.Connect(board.Hub().HubHandle(), device_id::kSpeaker));
-    ASSERT_TRUE(board.Hub().ConnectAnalog(2002, port_id::kDac, 2001, SimSpeaker::kAudio));
-    board.Emu->SetClock(0, 1'000'000);
-    // A square wave: 500 cycles high ($C0), 500 cycles low ($40): 1 kHz at 1 MHz.
-    LOAD(board, Program(R"(
+// A square wave from a program, 500 cycles high ($C0), 500 cycles low ($40): 1 kHz at 1 MHz,
+// sampled at 44.1 kHz.
+TEST(KtrDevices, TheSpeakerSamplesTheDacInTime) {
+    LOADED_BOARD(board, emulator_model::kKTR311, Program(R"(
 reset:  stz TRLDH
         put 249, TRLDL           ; 250 cycles per underflow
         put TCTL_RUN, TCTL
@@ -295,7 +263,11 @@ wait:   lda IFR
         eor #$80
         bra loop
 )"));
-    speaker.StartRecording();
+    SimSpeaker speaker;
+    ASSERT_TRUE(speaker.Connect(board.Hub().HubHandle(), device_id::kSpeaker));
+    ASSERT_TRUE(board.Hub().ConnectAnalog(2002, port_id::kDac, 2001, SimSpeaker::kAudio));
+    board.Emu->SetClock(0, 1'000'000);
+    board.Emu->Reset();
     std::vector<int16_t> samples;
     speaker.TakeSamples(samples);
     board.Emu->SetUnthrottled(true);
@@ -307,21 +279,12 @@ wait:   lda IFR
     const auto high = std::count(samples.begin(), samples.end(), 0x40 * 256);
     const auto low = std::count(samples.begin(), samples.end(), -0x40 * 256);
     EXPECT_NEAR(high, low, samples.size() / 20.0);
-    EXPECT_LE(samples.size() - static_cast<std::size_t>(high + low), 2u)
-        << "only the two levels (and the reset level)";
-    // 1 kHz at 44.1 kHz: a change every 22 samples or so.
-    int changes = 0;
+    EXPECT_LE(samples.size() - static_cast<std::size_t>(high + low), 2u) << "and the reset level";
+    int changes = 0; // a change every 22 samples or so
     for (std::size_t i = 1; i < samples.size(); ++i)
         changes += samples[i] != samples[i - 1];
     const double seconds = static_cast<double>(samples.size()) / SimSpeaker::kSampleRate;
     EXPECT_NEAR(changes, seconds * 2000, seconds * 2000 * 0.1 + 3);
-    const std::size_t recorded = speaker.RecordedSamples();
-    EXPECT_GE(recorded, samples.size());
-    ASSERT_TRUE(speaker.StopRecording(board.Folder.Sub("speaker.wav")));
-    const std::string wav = board.Folder.ReadFile("speaker.wav");
-    ASSERT_EQ(wav.size(), 44 + recorded * 2);
-    EXPECT_EQ(wav.substr(0, 4), "RIFF");
-    EXPECT_EQ(static_cast<uint8_t>(wav[24]) | (static_cast<uint8_t>(wav[25]) << 8), 44100 & 0xFFFF);
 }
 
 TEST(KtrDevices, TheSpeakerKeepsTheNewestTenSecondsAndRecordsThemAll) {
@@ -352,13 +315,10 @@ TEST(KtrDevices, TheSpeakerKeepsTheNewestTenSecondsAndRecordsThemAll) {
 TEST(WavWriter, TheHeaderDescribesSixteenBitMonoPcm) {
     const std::string wav = EncodeWav({1, -1, 0x1234}, 8000);
     ASSERT_EQ(wav.size(), 44u + 6);
-    EXPECT_EQ(wav.substr(0, 4), "RIFF");
-    EXPECT_EQ(wav.substr(8, 8), "WAVEfmt ");
-    EXPECT_EQ(wav.substr(36, 4), "data");
-    const std::pair<int, int> bytes[] = {{4, 36 + 6}, {20, 1}, {22, 1},    {24, 8000 & 0xFF},
-                                         {34, 16},    {40, 6}, {46, 0xFF}, {47, 0xFF},
-                                         {48, 0x34}}; // size, PCM, mono, rate, bits, data size, the
-                                                      // samples
+    EXPECT_EQ(wav.substr(0, 16) + wav.substr(36, 4), std::string("RIFF\x2A\0\0\0WAVEfmt data", 20));
+    // PCM, mono, the rate, 16 bits, the data's size, the samples
+    const std::pair<int, int> bytes[] = {{20, 1}, {22, 1},    {24, 8000 & 0xFF}, {34, 16},
+                                         {40, 6}, {46, 0xFF}, {47, 0xFF},        {48, 0x34}};
     for (const auto& [at, value] : bytes)
         EXPECT_EQ(static_cast<uint8_t>(wav[at]), value) << at;
 }

@@ -1,5 +1,5 @@
-// The simulator's worker thread: Stop against a natural stop, calls made while the target
-// runs, the real-time pacing, and stale deliveries.
+// The simulator's worker thread: Stop against a natural stop, stale deliveries, calls made and
+// holds set while the target runs, devices that go or press keys while it drives them.
 #include "KtrBoard.h"
 #include "sim/SimDevices.h"
 
@@ -29,8 +29,7 @@ TEST(KtrThreads, StopRacingANaturalStopGivesEitherTheStopOrTheBreakHitNeverBoth)
     for (int i = 0; i < 60; ++i) {
         // Delays from a few microseconds to about a millisecond of simulated time, and the
         // Stop at varying moments around the natural stop.
-        int32_t count = 1;
-        board.Emu->WriteMemory(0x0200, count, {static_cast<uint8_t>(1 + (i % 6))});
+        board.Poke(0x0200, {static_cast<uint8_t>(1 + (i % 6))});
         board.Emu->Reset();
         board.Emu->SetUnthrottled(i % 2 == 0);
         const std::size_t before = board.Stops.size();
@@ -61,8 +60,7 @@ TEST(KtrThreads, StopRacingANaturalStopGivesEitherTheStopOrTheBreakHitNeverBoth)
 
 TEST(KtrThreads, AStopPostedBeforeANewRunIsNotDelivered) {
     LOADED_BOARD(board, emulator_model::kKTR311, Program(kDelayThenStp));
-    int32_t count = 1;
-    board.Emu->WriteMemory(0x0200, count, {1});
+    board.Poke(0x0200, {1});
     board.Emu->SetUnthrottled(true);
     board.Emu->Run();
     // Let the target stop by itself without letting the UI queue run.
@@ -70,7 +68,7 @@ TEST(KtrThreads, AStopPostedBeforeANewRunIsNotDelivered) {
         std::this_thread::sleep_for(1ms);
     board.Emu->Reset();
     // About 80 ms in real time: long enough to be still running when the queue runs.
-    board.Emu->WriteMemory(0x0200, count = 1, {0});
+    board.Poke(0x0200, {0});
     board.Emu->SetUnthrottled(false);
     board.Emu->Run();
     board.Dispatcher.RunPending();
@@ -97,36 +95,11 @@ TEST(KtrThreads, ADeliveryPostedByADestroyedEmulatorIsDropped) {
     EXPECT_EQ(hits, 0);
 }
 
-// Counts $0200 up for ever.
-const char* kCountForEver = R"(
-reset:
-loop:   inc $0200
-        bra loop
-)";
-
-TEST(KtrThreads, CallsWhileTheTargetRunsAreServedBetweenSlices) {
-    LOADED_BOARD(board, emulator_model::kKTR311, Program(kCountForEver));
-    for (bool unthrottled : {false, true}) {
-        board.Emu->SetUnthrottled(unthrottled);
-        board.Emu->Run();
-        uint8_t last = board.Peek(0x0200);
-        int changes = 0;
-        for (int i = 0; i < 50; ++i) {
-            EXPECT_FALSE(board.Emu->ResetRequested());
-            std::vector<int32_t> flags;
-            EXPECT_TRUE(board.Emu->GetBreakFlags(0x0200, flags, 1));
-            const uint8_t now = board.Peek(0x0200);
-            changes += now != last;
-            last = now;
-            std::this_thread::sleep_for(2ms);
-        }
-        EXPECT_GT(changes, 2) << "the target ran between the calls";
-        EXPECT_TRUE(board.Emu->Stop());
-    }
-}
-
-TEST(KtrThreads, AHoldStopsTimeOnTheSameCycleWhateverTheSlicesAndTheTargetStillRuns) {
-    LOADED_BOARD(board, emulator_model::kKTR311, Program(kCountForEver));
+// A hold stops time on the same cycle whatever the slices, the held target still running;
+// moved on, it lets the target go to the next one; released, the target runs on, and calls
+// made meanwhile are served between its slices.
+TEST(KtrThreads, AHoldStopsTimeOnTheSameCycleAndCallsWhileRunningAreServedBetweenSlices) {
+    LOADED_BOARD(board, emulator_model::kKTR311, Program("reset:\nloop: inc $0200\n bra loop"));
     uint64_t heldAt[2] = {};
     uint8_t counted[2] = {};
     for (int unthrottled = 0; unthrottled < 2; ++unthrottled) {
@@ -140,12 +113,20 @@ TEST(KtrThreads, AHoldStopsTimeOnTheSameCycleWhateverTheSlicesAndTheTargetStillR
         heldAt[unthrottled] = board.Emu->Cycles() - start;
         counted[unthrottled] = static_cast<uint8_t>(board.Peek(0x0200) - before);
         EXPECT_TRUE(board.Emu->IsRunning()) << "a held target still runs";
-        // Moved on, the hold lets the target go to the next one.
         board.Emu->HoldAt(start + 200'000);
         ASSERT_TRUE(board.Dispatcher.RunUntil(
             [&] { return board.Emu->Held() && board.Emu->Cycles() >= start + 200'000; }, 10s));
-        EXPECT_TRUE(board.Emu->Stop());
         board.Emu->ReleaseHold();
+        int changes = 0;
+        for (uint8_t last = board.Peek(0x0200), i = 0; i < 50; ++i) {
+            std::vector<int32_t> flags;
+            EXPECT_TRUE(board.Emu->GetBreakFlags(0x0200, flags, 1) && !board.Emu->ResetRequested());
+            changes += board.Peek(0x0200) != last;
+            last = board.Peek(0x0200);
+            std::this_thread::sleep_for(2ms);
+        }
+        EXPECT_GT(changes, 2) << "the target ran between the calls";
+        EXPECT_TRUE(board.Emu->Stop());
     }
     EXPECT_GE(heldAt[0], 123'457u);
     EXPECT_LT(heldAt[0], 123'457u + 8); // the first instruction boundary at or after it
@@ -208,8 +189,7 @@ row:    ora #$0F
 // no row change while no key is held, follows the rows from the press on, whatever the worker
 // is doing at that moment; the scan finds the key's column in its row.
 TEST(KtrThreads, KeysPressedWhileTheProgramScansAreSeenByTheScan) {
-    REQUIRE_CA65();
-    KtrBoard board(emulator_model::kKTR311);
+    LOADED_BOARD(board, emulator_model::kKTR311, kKeypadScanProgram);
     SimKeypad keypad;
     keypad.SetParameter("Rows", "4");
     keypad.SetParameter("Columns", "4");
@@ -221,7 +201,6 @@ TEST(KtrThreads, KeysPressedWhileTheProgramScansAreSeenByTheScan) {
     // Rows from the upper nibble of P2, columns back into its lower nibble.
     ASSERT_TRUE(board.Hub().ConnectDigital(2002, 2, 0xF0, 2004, keypad.PinsetId("Row"), 0x0F));
     ASSERT_TRUE(board.Hub().ConnectDigital(2004, keypad.PinsetId("Column"), 0x0F, 2002, 2, 0x0F));
-    LOAD(board, kKeypadScanProgram);
     board.Emu->SetUnthrottled(true);
     board.Emu->Run();
     for (int round = 0; round < 8; ++round) {
