@@ -64,7 +64,9 @@ TEST(KtrEmulator, ModelsMemoryAndTheCallsThatNeedNoProgram) {
 // One program passes every kind of breakpoint: execute (stops before), read and write (stop
 // behind their instruction), on RAM, on the registers the bus serves on its fast path (a write
 // that changes nothing included), in one bank of the window, and on RAM named with a bank.
-TEST(KtrEmulator, BreakpointsOfEachKindStopWithTheirCondAndBank) {
+// Then Step, which ignores breakpoints, NextInstruction and Disassemble, and execution where
+// the model has no memory.
+TEST(KtrEmulator, BreakpointsOfEachKindStepDisassemblyAndExecutionWithoutMemory) {
     LOADED_BOARD(board, emulator_model::kKTR310, Program(R"(
 reset:  lda #1
 bpx:    nop
@@ -80,7 +82,12 @@ a_dac:  put 1, BANK
         lda $4010        ; bank 2: breakpoint
 a_bank: lda $0210        ; the breakpoint was set as bank 3's $0210
 a_ram:  stp
-after:
+after:  jsr sub
+back:   stp
+far:    jmp $2000        ; the KTR310 has no memory there
+sub:    stx $0300
+        inx
+        rts
 )"));
     const std::pair<int32_t, int32_t> breaks[] = {
         {board.Label("bpx"), 1}, {0x0300, 2},       {0x0301, 4},
@@ -91,13 +98,10 @@ after:
         ASSERT_TRUE(board.Emu->SetBreak(address, kind, 1)) << std::hex << address;
     board.Poke(0x0300, {0x5A});
     std::vector<int32_t> flags;
-    ASSERT_TRUE(board.Emu->GetBreakFlags(0x02FF, flags, 4));
-    EXPECT_EQ(flags, (std::vector<int32_t>{0, 2, 4, 0}));
-    ASSERT_TRUE(board.Emu->GetBreakFlags(0x0000'0210, flags, 1));
-    EXPECT_EQ(flags, std::vector<int32_t>{2}) << "one RAM byte whatever the bank part";
-    ASSERT_TRUE(board.Emu->GetBreakFlags(0x0001'4010, flags, 1));
-    EXPECT_EQ(flags, std::vector<int32_t>{0});
-
+    EXPECT_TRUE(board.Emu->GetBreakFlags(0x02FF, flags, 4) && (flags == std::vector{0, 2, 4, 0}));
+    EXPECT_TRUE(board.Emu->GetBreakFlags(0x0000'0210, flags, 1) && (flags == std::vector{2}))
+        << "one RAM byte whatever the bank part";
+    EXPECT_TRUE(board.Emu->GetBreakFlags(0x0001'4010, flags, 1) && (flags == std::vector{0}));
     const std::tuple<int32_t, const char*, int32_t> expected[] = {
         // bank, label, Cond
         {0, "bpx", 1},   {0, "a_read", 2},
@@ -112,69 +116,43 @@ after:
     EXPECT_EQ(board.Peek(0x0301), 0x5A) << "the write happened";
 
     // Clearing one kind keeps the others; ClearBreak(0, 7, -1) clears everything.
-    ASSERT_TRUE(board.Emu->SetBreak(0x0300, 4, 1));
-    ASSERT_TRUE(board.Emu->ClearBreak(0x0300, 2, 1));
+    ASSERT_TRUE(board.Emu->SetBreak(0x0300, 4, 1) && board.Emu->ClearBreak(0x0300, 2, 1));
     ASSERT_TRUE(board.Emu->SetBreak(0x0302, 2, 1));
     ASSERT_TRUE(board.Emu->ClearBreak(0, 2, -1)) << "one kind everywhere";
-    ASSERT_TRUE(board.Emu->GetBreakFlags(0x0300, flags, 3));
-    EXPECT_EQ(flags, (std::vector<int32_t>{4, 4, 0}));
+    EXPECT_TRUE(board.Emu->GetBreakFlags(0x0300, flags, 3) && (flags == std::vector{4, 4, 0}));
     ASSERT_TRUE(board.Emu->ClearBreak(0, 7, -1));
-    ASSERT_TRUE(board.Emu->GetBreakFlags(0x02FF, flags, 4));
-    EXPECT_EQ(flags, (std::vector<int32_t>{0, 0, 0, 0}));
+    EXPECT_TRUE(board.Emu->GetBreakFlags(0x02FF, flags, 4) && (flags == std::vector{0, 0, 0, 0}));
     board.JumpTo("bpx"); // the cleared breakpoints, on RAM and on the registers, pass
     ASSERT_TRUE(board.RunToStop());
     EXPECT_EQ(board.Stops.back(), (Stop{2, board.Label("after"), stop_cond::kStp}));
-}
 
-TEST(KtrEmulator, StepDisassemblySetCpuStateAndExecutionWithoutMemory) {
-    LOADED_BOARD(board, emulator_model::kKTR310, Program(R"(
-reset:  put $42, $0300
-        jsr sub
-back:   stp
-far:    jmp $2000        ; the KTR310 has no memory there
-sub:    inx
-        rts
-)"));
-    const int32_t reset = board.Label("reset");
-    ASSERT_EQ(board.Emu->GetCpuState()->PC, reset);
-    ASSERT_TRUE(board.Emu->SetBreak(0x0300, 4, 1));
-    ASSERT_TRUE(board.Emu->SetBreak(reset + 2, 1, 1));
-    board.Emu->Step();
-    EXPECT_EQ(board.Emu->GetCpuState()->PC, reset + 2);
-    EXPECT_EQ(board.Emu->GetCpuState()->A, 0x42);
-    board.Emu->Step();
-    EXPECT_EQ(board.Emu->GetCpuState()->PC, reset + 5);
-    EXPECT_EQ(board.Peek(0x0300), 0x42);
-    board.Dispatcher.RunPending();
-    EXPECT_TRUE(board.Stops.empty()) << "Step ignores breakpoints and raises no BreakHit";
-    EXPECT_EQ(board.Emu->NextInstruction(reset + 5), board.Label("back")) << "behind the JSR";
-    EXPECT_LT(board.Emu->NextInstruction(reset), 0) << "no call";
-
-    int32_t next = 0;
-    std::vector<std::string> text;
-    ASSERT_TRUE(board.Emu->Disassemble(reset, 4, next, text));
-    char jsr[16];
-    std::snprintf(jsr, sizeof jsr, "JSR $%04X", board.Label("sub"));
-    EXPECT_EQ(text, (std::vector<std::string>{"LDA #$42", "STA $0300", jsr, "STP"}));
-    EXPECT_EQ(next, board.Label("far"));
-    EXPECT_FALSE(board.Emu->Disassemble(0x2000, 1, next, text));
-    EXPECT_EQ(next, 0x2001);
-    EXPECT_TRUE(text.empty());
-    ASSERT_TRUE(board.Emu->Disassemble(0x0003'4000, 2, next, text));
-    EXPECT_EQ(next >> 16, 3) << "the bank part is kept";
-
-    // SetCpuState writes every register and leaves the STP.
-    ASSERT_TRUE(board.Emu->ClearBreak(0, 7, -1));
-    ASSERT_TRUE(board.RunToStop());
-    ASSERT_EQ(board.Stops.back().Cond, stop_cond::kStp);
-    const bx::CpuState state{1, 2, 3, 0x80, 0x20, static_cast<uint16_t>(board.Label("sub"))};
+    // SetCpuState writes every register and leaves the STP; Step runs one instruction each,
+    // whatever breakpoints stand there, and raises no BreakHit.
+    const bx::CpuState state{1, 2, 3, 0x80, 0x20, static_cast<uint16_t>(board.Label("after"))};
     board.Emu->SetCpuState(state);
     EXPECT_EQ(*board.Emu->GetCpuState(), state);
-    board.Emu->Step();
+    ASSERT_TRUE(board.Emu->SetBreak(board.Label("sub"), 1, 1) && board.Emu->SetBreak(0x0300, 4, 1));
+    for (int step = 0; step < 3; ++step) // JSR, STX, INX
+        board.Emu->Step();
+    EXPECT_EQ(board.Peek(0x0300), 2);
     EXPECT_EQ(board.Emu->GetCpuState()->X, 3);
+    board.Dispatcher.RunPending();
+    EXPECT_EQ(board.Stops.size(), 11u) << "no BreakHit from a Step";
+    EXPECT_EQ(board.Emu->NextInstruction(board.Label("after")), board.Label("back"))
+        << "behind the JSR";
+    EXPECT_LT(board.Emu->NextInstruction(board.Label("reset")), 0) << "no call";
+    int32_t next = 0;
+    std::vector<std::string> text;
+    ASSERT_TRUE(board.Emu->Disassemble(board.Label("back"), 3, next, text));
+    EXPECT_EQ(text, (std::vector<std::string>{"STP", "JMP $2000", "STX $0300"}));
+    EXPECT_EQ(next, board.Label("sub") + 3);
+    EXPECT_FALSE(board.Emu->Disassemble(0x2000, 1, next, text));
+    EXPECT_TRUE(next == 0x2001 && text.empty());
+    ASSERT_TRUE(board.Emu->Disassemble(0x0003'4000, 2, next, text));
+    EXPECT_EQ(next >> 16, 3) << "the bank part is kept";
     board.JumpTo("far");
     ASSERT_TRUE(board.RunToStop());
-    EXPECT_EQ(board.Stops.back(), (Stop{0, 0x2000, stop_cond::kIllegal}));
+    EXPECT_EQ(board.Stops.back(), (Stop{2, 0x2000, stop_cond::kIllegal}));
 }
 
 // On each model: the window shows the selected bank (an empty one reads $FF), code runs from
