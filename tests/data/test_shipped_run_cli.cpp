@@ -3,12 +3,8 @@
 // while a key is held, and the exit status of each way a session can fail. Skipped without
 // ca65, ld65 and make.
 #include "ShippedProgram.h"
-#include "platform/FileSystem.h"
 #include "platform/Paths.h"
-#include "platform/ProgramFolder.h"
-#include "support/CliRunner.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <regex>
@@ -23,19 +19,12 @@ using test::RunCli;
 class RunCliTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!test::HaveBuildTools())
-            GTEST_SKIP() << "ca65, ld65 or make is not installed; no appliance can be built";
-        const std::string dir = (work.Native() / "app").string();
-        ASSERT_EQ(RunCli({"new", "--body", "KTR311", "--name", "app", "--dir", dir}).status, 0);
-        apl = dir + "/app.apl";
-        CliResult built = RunCli({"build", apl});
+        REQUIRE_BUILD_TOOLS();
+        apl = shipped.New("KTR311");
+        const CliResult built = shipped.Build();
         ASSERT_EQ(built.status, 0) << built.out << built.err;
     }
-
-    // The number of the line of main.asm that starts with text.
-    int LineOf(const std::string& text) const {
-        return test::LineStartingWith(work.ReadFile("app\\main.asm"), text);
-    }
+    int LineOf(const std::string& text) const { return shipped.LineOf(text); }
 
     // The stop reports of a run's output: "stop: <reason> at BB:AAAA" and its source line.
     static std::vector<std::pair<std::string, std::string>> Stops(const std::string& out) {
@@ -48,9 +37,7 @@ protected:
         return stops;
     }
 
-    test::ShippedProgramCopy program;
-    platform::ScopedProgramFolder useProgram{program.folder.Path()};
-    test::TempFolder work;
+    test::ShippedAppliances shipped;
     std::string apl;
 };
 
@@ -80,7 +67,7 @@ TEST_F(RunCliTest, StopsAtALineStepsOverTheScanAndPrintsRegistersWatchesAndMemor
 }
 
 TEST_F(RunCliTest, AHeldKeyMakesTheSpeakerSoundAndTheRecordingHoldsIt) {
-    const std::string wav = work.Sub("tone.wav");
+    const std::string wav = shipped.work.Sub("tone.wav");
     CliResult run = RunCli({"run", apl, "--run-for", "300", "--press", "5@50:100", "--wav",
                             platform::ToNativePath(wav)});
     ASSERT_EQ(run.status, 0) << run.out << run.err;
@@ -112,7 +99,7 @@ TEST_F(RunCliTest, AHeldKeyMakesTheSpeakerSoundAndTheRecordingHoldsIt) {
 TEST_F(RunCliTest, TheSameUnthrottledRunTwiceGivesTheSameLinesAndTheSameRecording) {
     std::string outputs[2], recordings[2];
     for (int i = 0; i < 2; ++i) {
-        const std::string wav = work.Sub("run" + std::to_string(i) + ".wav");
+        const std::string wav = shipped.work.Sub("run" + std::to_string(i) + ".wav");
         CliResult run = RunCli({"run", apl, "--run-for", "100", "--press", "5@20:30", "--wav",
                                 platform::ToNativePath(wav), "--unthrottled"});
         ASSERT_EQ(run.status, 0) << run.out << run.err;
@@ -126,9 +113,10 @@ TEST_F(RunCliTest, TheSameUnthrottledRunTwiceGivesTheSameLinesAndTheSameRecordin
 }
 
 TEST_F(RunCliTest, StpIsReportedAsTheProgramStoppingTheCpu) {
-    const std::string source = work.ReadFile("app\\main.asm");
+    const std::string source = shipped.work.ReadFile("app\\main.asm");
     const std::size_t main = source.find("\nmain:") + 1;
-    work.WriteFile("app\\main.asm", source.substr(0, main) + "        stp\n" + source.substr(main));
+    shipped.work.WriteFile("app\\main.asm",
+                           source.substr(0, main) + "        stp\n" + source.substr(main));
     ASSERT_EQ(RunCli({"build", apl}).status, 0);
     CliResult run = RunCli({"run", apl, "--until-break", "--unthrottled"});
     EXPECT_EQ(run.status, 0) << run.err;
@@ -157,10 +145,10 @@ TEST_F(RunCliTest, EachFailureHasItsExitStatusAndReason) {
     EXPECT_EQ(key.status, 1);
     EXPECT_NE(key.err.find("no key of the keypad"), std::string::npos);
     EXPECT_EQ(RunCli({"run", apl, "--watch", "NoSuchWatch"}).status, 1);
-    EXPECT_EQ(RunCli({"run", work.Sub("nothing.apl")}).status, 1);
+    EXPECT_EQ(RunCli({"run", shipped.work.Sub("nothing.apl")}).status, 1);
 
     // A stale image: the question is printed, No debugs the old image.
-    const auto source = work.Native() / "app" / "main.asm";
+    const auto source = shipped.work.Native() / "app" / "main.asm";
     std::filesystem::last_write_time(source, std::filesystem::last_write_time(source) +
                                                  std::chrono::seconds(30));
     CliResult stale = RunCli({"run", apl});
@@ -172,7 +160,7 @@ TEST_F(RunCliTest, EachFailureHasItsExitStatusAndReason) {
     EXPECT_NE(rebuild.err.find("needs a build"), std::string::npos);
 
     // No image at all.
-    ASSERT_TRUE(platform::DeleteFile(work.Sub("app\\app.rom")));
+    ASSERT_TRUE(platform::DeleteFile(shipped.work.Sub("app\\app.rom")));
     CliResult missing = RunCli({"run", apl});
     EXPECT_EQ(missing.status, 1);
     EXPECT_NE(missing.out.find("Power On: Cannot load ROM image."), std::string::npos);
@@ -180,16 +168,13 @@ TEST_F(RunCliTest, EachFailureHasItsExitStatusAndReason) {
 }
 
 TEST(DemoCliTest, CreatesBuildsRunsAndRecordsTheKeypadsTone) {
-    if (!test::HaveBuildTools())
-        GTEST_SKIP() << "ca65, ld65 or make is not installed; the demo can't build";
-    test::ShippedProgramCopy program;
-    platform::ScopedProgramFolder useProgram{program.folder.Path()};
+    REQUIRE_BUILD_TOOLS();
+    test::ShippedAppliances shipped;
     CliResult demo = RunCli({"demo"});
     ASSERT_EQ(demo.status, 0) << demo.out << demo.err;
-    EXPECT_NE(demo.out.find("Build completed."), std::string::npos);
-    EXPECT_NE(demo.out.find("stop: breakpoint at 00:"), std::string::npos);
-    EXPECT_NE(demo.out.find("stop: step over at"), std::string::npos);
-    EXPECT_NE(demo.out.find("stop: ran for 1000 ms"), std::string::npos);
+    for (const char* line : {"Build completed.", "stop: breakpoint at 00:", "stop: step over at",
+                             "stop: ran for 1000 ms"})
+        EXPECT_NE(demo.out.find(line), std::string::npos) << line;
     std::smatch folder;
     ASSERT_TRUE(
         std::regex_search(demo.out, folder, std::regex("The demo appliance is in ([^;]+);")));
