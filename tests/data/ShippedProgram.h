@@ -16,12 +16,6 @@
 
 namespace bx::test {
 
-// Whether the shipped templates can be built here: ca65, ld65 and make on the PATH.
-inline bool HaveBuildTools() {
-    return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "
-                       "command -v make >/dev/null 2>&1") == 0;
-}
-
 inline std::filesystem::path BuiltProgramFolder() {
     return BX_PROGRAM_DIR;
 }
@@ -82,5 +76,5 @@ public:
 
 // Skips a test that builds the shipped templates where the tools are missing, saying so.
 #define REQUIRE_BUILD_TOOLS()                                                                      \
-    if (!::bx::test::HaveBuildTools())                                                             \
+    if (std::system("(command -v ca65 && command -v ld65 && command -v make) >/dev/null 2>&1"))    \
     GTEST_SKIP() << "ca65, ld65 or make is not installed; the shipped templates can't be built"

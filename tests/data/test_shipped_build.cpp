@@ -54,37 +54,33 @@ TEST_P(ShippedBuildTest, NewThenBuildInBothModesGivesTheSameRomOfTheBodysSizeAnd
               GetParam().banks == 62 ? 0x4000 : 0x8000);
 }
 
-TEST_P(ShippedBuildTest, ASyntaxErrorInMainAsmGivesAPaneLineThatLeadsToItInBothModes) {
+// In both modes: a syntax error gives a pane line that leads to it and no ROM; an appliance
+// without build steps (a ROM image only) a warning and an empty pane.
+TEST_P(ShippedBuildTest, ASyntaxErrorLeadsToItsLineAndNothingToBuildWarnsInBothModes) {
+    const std::string image = shipped.work.WriteFile("image.rom", std::string(0x8000, '\xEA'));
+    shipped.New(GetParam().model, "image", {"--rom", platform::ToNativePath(image)});
+    shipped.New(GetParam().model, "bad");
+    // Line 5 of the template's own program becomes a line ca65 can't read.
+    std::string source = *platform::ReadFile(shipped.Sub("bad", "main.asm"));
+    std::size_t at = 0;
+    for (int line = 1; line < 5; ++line)
+        at = source.find('\n', at) + 1;
+    ASSERT_TRUE(platform::WriteFileAtomic(shipped.Sub("bad", "main.asm"),
+                                          source.insert(at, "        bogus x\n")));
     for (bool external : {false, true}) {
         SCOPED_TRACE(external ? "external" : "internal");
-        const std::string name = external ? "badout" : "badin";
-        shipped.New(GetParam().model, name);
-        // Line 5 of the template's own program becomes a line ca65 can't read.
-        std::string source = *platform::ReadFile(shipped.Sub(name, "main.asm"));
-        std::size_t at = 0;
-        for (int line = 1; line < 5; ++line)
-            at = source.find('\n', at) + 1;
-        ASSERT_TRUE(platform::WriteFileAtomic(shipped.Sub(name, "main.asm"),
-                                              source.insert(at, "        bogus x\n")));
-        const test::CliResult result = shipped.Build(name, external);
+        const test::CliResult result = shipped.Build("bad", external);
         EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out.substr(result.out.size() - 14), "Build failed.\n");
+        EXPECT_TRUE(result.out.ends_with("Build failed.\n")) << result.out;
         const std::size_t error = result.out.find("main.asm(5): Error:");
         ASSERT_NE(error, std::string::npos) << result.out;
         // A click anywhere on that line of the pane leads to the file and line.
         EXPECT_EQ(FileLineAt(result.out, error + 12), (FileLine{"main.asm", 5}));
-        EXPECT_FALSE(platform::FileExists(shipped.Sub(name, name + ".rom")));
-    }
-}
-
-TEST_P(ShippedBuildTest, AnApplianceWithoutStepsWarnsAndLeavesThePaneAlone) {
-    const std::string image = shipped.work.WriteFile("image.rom", std::string(0x8000, '\xEA'));
-    shipped.New(GetParam().model, "image", {"--rom", platform::ToNativePath(image)});
-    for (bool external : {false, true}) {
-        const test::CliResult result = shipped.Build("image", external);
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err, "Warning: Nothing to build or no rules to build.\n");
+        EXPECT_FALSE(platform::FileExists(shipped.Sub("bad", "bad.rom")));
+        const test::CliResult nothing = shipped.Build("image", external);
+        EXPECT_EQ(nothing.status, 1);
+        EXPECT_EQ(nothing.out, "");
+        EXPECT_EQ(nothing.err, "Warning: Nothing to build or no rules to build.\n");
     }
 }
 
