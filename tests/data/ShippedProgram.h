@@ -16,17 +16,13 @@
 
 namespace bx::test {
 
-inline std::filesystem::path BuiltProgramFolder() {
-    return BX_PROGRAM_DIR;
-}
-
 // A copy of BX.gss, kw_asm.dat, Templates/ and the external builder in a fresh folder, made
 // the program's folder for the test's life, and a work folder for appliances.
 class ShippedAppliances {
 public:
     ShippedAppliances() {
         namespace fs = std::filesystem;
-        const fs::path from = BuiltProgramFolder();
+        const fs::path from = BX_PROGRAM_DIR;
         for (const char* file : {"BX.gss", "kw_asm.dat"})
             fs::copy_file(from / file, program.Native() / file);
         fs::copy(from / "Templates", program.Native() / "Templates", fs::copy_options::recursive);

@@ -17,6 +17,7 @@
 #include <regex>
 #include <set>
 #include <sstream>
+#include <tuple>
 
 namespace bx {
 namespace {
@@ -72,7 +73,7 @@ Rows ReferenceBodies() {
 TEST(ShippedBodies, TheSettingsAndEachTemplateDescribeTheBoardsOfTheReference) {
     test::ScriptedPrompter prompter;
     GlobalSettings settings{prompter};
-    const std::string program = platform::FromNativePath(test::BuiltProgramFolder().string());
+    const std::string program = platform::FromNativePath(BX_PROGRAM_DIR);
     ASSERT_TRUE(settings.Load(program + "\\" + GlobalSettings::kFileName));
     EXPECT_TRUE(prompter.Boxes().empty());
     EXPECT_FALSE(settings.IsDirty());
@@ -83,15 +84,14 @@ TEST(ShippedBodies, TheSettingsAndEachTemplateDescribeTheBoardsOfTheReference) {
         SCOPED_TRACE(row[0]);
         auto body = settings.BodiesByFamily.Item("KTR")->Item(row[0]);
         ASSERT_NE(body, nullptr);
-        EXPECT_EQ(body->IceEmuNo, std::stoi(row[1]));
-        EXPECT_EQ(body->BankMode, std::stoi(row[2]));
-        EXPECT_EQ(body->BankCount, std::stoi(row[4]));
-        EXPECT_EQ(body->ProgramStart, Hex(row[5]));
+        EXPECT_EQ(std::tuple(body->IceEmuNo, body->BankMode, body->BankCount, body->ProgramStart),
+                  std::tuple(std::stoi(row[1]), std::stoi(row[2]), std::stoi(row[4]), Hex(row[5])));
         EXPECT_EQ(body->BootVect, 0xFFFC);
         ASSERT_EQ(body->Options.Count(), 3u);
-        EXPECT_EQ(body->Options.Item("WDT")->Map, sim::sfr::kStatWdtOption);
-        EXPECT_EQ(body->Options.Item("DualClock")->Map, sim::sfr::kStatDualClock);
-        EXPECT_EQ(body->Options.Item("Oscillator")->Map, sim::sfr::kStatRc);
+        EXPECT_EQ(
+            std::tuple(body->Options.Item("WDT")->Map, body->Options.Item("DualClock")->Map,
+                       body->Options.Item("Oscillator")->Map),
+            std::tuple(sim::sfr::kStatWdtOption, sim::sfr::kStatDualClock, sim::sfr::kStatRc));
 
         Appliance tpl;
         tpl.Settings = &settings;
@@ -99,10 +99,8 @@ TEST(ShippedBodies, TheSettingsAndEachTemplateDescribeTheBoardsOfTheReference) {
             tpl.Load(program + "\\Templates\\Sarnova\\" + body->TemplateDir + body->TemplateFile));
         EXPECT_EQ(tpl.Model + tpl.ModelParam + tpl.Family, row[0] + row[0] + "KTR");
         EXPECT_NE(body->Clockrates.Item(tpl.OPClock), nullptr);
-        EXPECT_EQ(tpl.BankStart, Hex(row[3]));
-        EXPECT_EQ(tpl.BankSize, 0x4000);
-        EXPECT_EQ(tpl.BankCount, body->BankCount);
-        EXPECT_EQ(tpl.ProgramStart, body->ProgramStart);
+        EXPECT_EQ(std::tuple(tpl.BankStart, tpl.BankSize, tpl.BankCount, tpl.ProgramStart),
+                  std::tuple(Hex(row[3]), 0x4000, body->BankCount, body->ProgramStart));
         ASSERT_NE(tpl.BuildAssociations().Item("rom"), nullptr);
         EXPECT_EQ(tpl.BuildAssociations().Item("rom")->With, "00:" + row[5]);
         for (const auto& [name, address] : ReferenceRegisters()) {
