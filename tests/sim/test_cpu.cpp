@@ -1,25 +1,243 @@
-// The public CPU test suites from the shared test data: Klaus Dormann's self-checking 6502 and
-// 65C02 programs and Bruce Clark's decimal-mode test run to their end on a flat 64 KB RAM, and
-// the WDC 65C02 single-step cases (Tom Harte's SingleStepTests); then the trap runner that ends
-// those programs.
+// The 65C02 core: the public CPU test suites from the shared test data (Klaus Dormann's
+// self-checking 6502 and 65C02 programs and Bruce Clark's decimal-mode test, run to their end on
+// a flat 64 KB RAM, and the WDC 65C02 single-step cases, Tom Harte's SingleStepTests) and the
+// trap runner that ends those programs; then where the suites don't reach: the undefined
+// opcodes, reset, IRQ, NMI, WAI, STP, the run loop and their bus cycles.
 #include "sim/Cpu65C02.h"
 #include "sim/FlatRamBus.h"
+#include "sim/OpcodeTable.h"
 #include "sim/SingleStepTest.h"
 #include "sim/TrapRunner.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <sstream>
+#include <string>
+#include <tuple>
 #include <vector>
 
 namespace bx::sim {
 namespace {
 
 namespace fs = std::filesystem;
+
+// 64 KB of RAM that logs every bus cycle: "r0300 w01FF=03 ...", dummy reads as reads.
+struct LoggingBus {
+    uint8_t Read(uint16_t a) { return Log(a, "r%04X "), Memory[a]; }
+    void Write(uint16_t a, uint8_t v) { Log(a, "w%04X=%02X ", Memory[a] = v), ++Writes; }
+    void DummyRead(uint16_t a) { Log(a, "r%04X "), ++DummyReads; }
+    void Log(uint16_t a, const char* format, int value = 0) {
+        char text[16];
+        std::snprintf(text, sizeof text, format, a, value);
+        Trace += text;
+        ++Cycles;
+    }
+    std::array<uint8_t, 65536> Memory{};
+    std::string Trace;
+    int Cycles = 0, Writes = 0, DummyReads = 0;
+};
+
+struct Machine {
+    std::unique_ptr<LoggingBus> Bus = std::make_unique<LoggingBus>();
+    Cpu65C02<LoggingBus> Cpu{*Bus};
+    void Poke(uint16_t address, std::initializer_list<uint8_t> bytes) {
+        for (uint8_t b : bytes)
+            Bus->Memory[address++] = b;
+    }
+    CpuRegisters& Regs() { return Cpu.Registers(); }
+    uint8_t Peek(uint16_t address) const { return Bus->Memory[address]; }
+};
+
+// The 44 undefined opcodes run as NOPs of the WDC part's lengths and cycles (written out here
+// apart from the table, which the disassembler prints them from): they read only their own
+// bytes as data, write nothing and change no register or flag.
+TEST(CpuUndefinedOpcodes, RunAsNopsOfTheirLengthAndCyclesChangingNothing) {
+    std::map<int, std::pair<int, int>> nops; // opcode: length, cycles
+    for (int op : {0x02, 0x22, 0x42, 0x62, 0x82, 0xC2, 0xE2})
+        nops[op] = {2, 2};
+    for (int op = 0x03; op < 0x100; op += 8)
+        if (op != 0xCB && op != 0xDB) // WAI, STP
+            nops[op] = {1, 1};
+    nops[0x44] = {2, 3};
+    nops[0x54] = nops[0xD4] = nops[0xF4] = {2, 4};
+    nops[0x5C] = {3, 8};
+    nops[0xDC] = nops[0xFC] = {3, 4};
+    int undefined = 0;
+    for (int op = 0; op < 256; ++op) {
+        const OpcodeInfo& info = OpcodeInfoOf(static_cast<uint8_t>(op));
+        SCOPED_TRACE(::testing::Message() << std::hex << op);
+        if (!(info.Flags & kUndefined)) {
+            EXPECT_EQ(nops.count(op), 0u);
+            continue;
+        }
+        ++undefined;
+        ASSERT_EQ(nops.count(op), 1u);
+        EXPECT_STREQ(info.Mnemonic, "NOP");
+        EXPECT_EQ(std::pair(int(info.Length), int(info.Cycles)), nops.at(op));
+        Machine m;
+        m.Poke(0x0300, {static_cast<uint8_t>(op), 0x10, 0x20});
+        m.Regs() = CpuRegisters{0x11, 0x22, 0x33, 0xFF, 0xFF, 0x0300}; // every flag set
+        EXPECT_EQ(m.Cpu.Step(), nops.at(op).second);
+        const CpuRegisters& r = m.Regs();
+        EXPECT_EQ(std::tuple(r.A, r.X, r.Y, r.S, r.P, r.PC),
+                  std::tuple(0x11, 0x22, 0x33, 0xFF, 0xFF, 0x0300 + nops.at(op).first));
+        EXPECT_EQ(m.Bus->Writes, 0);
+        EXPECT_EQ(m.Bus->DummyReads, nops.at(op).second - nops.at(op).first);
+    }
+    EXPECT_EQ(undefined, 44);
+}
+
+constexpr uint16_t kIrqHandler = 0x8000;
+constexpr uint16_t kNmiHandler = 0x9000;
+
+// NOPs at $0300 onward and at both handlers, the vectors pointing at the handlers.
+Machine WithHandlers() {
+    Machine m;
+    for (uint16_t a = 0; a < 0x40; ++a)
+        m.Bus->Memory[0x0300 + a] = m.Bus->Memory[kIrqHandler + a] =
+            m.Bus->Memory[kNmiHandler + a] = 0xEA;
+    m.Poke(kNmiVector, {0x00, 0x90, 0x00, 0x00, 0x00, 0x80});
+    m.Regs() = CpuRegisters{0, 0, 0, 0xFF, kFlagU, 0x0300};
+    return m;
+}
+
+TEST(CpuReset, ReadsTheVectorAtFFFCSetsIClearsDAndLowersSWithReads) {
+    Machine m;
+    m.Poke(kResetVector, {0x23, 0xC1});
+    m.Regs() = CpuRegisters{0x11, 0x22, 0x33, 0xFF, kFlagU | kFlagD | kFlagC, 0x4567};
+    m.Cpu.Reset();
+    EXPECT_EQ(m.Cpu.Cycles(), 7u);
+    EXPECT_EQ(m.Regs().PC, 0xC123);
+    EXPECT_EQ(m.Regs().P & (kFlagI | kFlagD | kFlagC), kFlagI | kFlagC);
+    EXPECT_EQ(m.Regs().S, 0xFC);
+    EXPECT_EQ(m.Regs().A, 0x11);
+    EXPECT_EQ(m.Bus->Writes, 0) << "the stack cycles of a reset are reads";
+    EXPECT_EQ(m.Bus->Trace.substr(30), "rFFFC rFFFD ");
+    EXPECT_EQ(m.Cpu.State(), CpuState::Running);
+}
+
+TEST(CpuIrq, IsMaskedByILevelSensitiveAndEnteredWithDCleared) {
+    Machine m = WithHandlers();
+    m.Regs().P = kFlagU | kFlagI | kFlagD;
+    m.Cpu.SetIrq(true);
+    EXPECT_EQ(m.Cpu.Step(), 2) << "masked: the NOP ran";
+    m.Poke(0x0301, {0x58}); // CLI
+    m.Cpu.Step();
+    const uint64_t instructions = m.Cpu.Instructions();
+    m.Bus->Trace.clear();
+    EXPECT_EQ(m.Cpu.Step(), 7) << "the entry sequence";
+    EXPECT_EQ(m.Bus->Trace, "r0302 r0302 w01FF=03 w01FE=02 w01FD=28 rFFFE rFFFF ")
+        << "the address of the next instruction and P with B clear pushed";
+    EXPECT_EQ(m.Cpu.Instructions(), instructions) << "an entry is not an instruction";
+    EXPECT_EQ(std::tuple(m.Regs().PC, m.Regs().S, m.Regs().P & (kFlagI | kFlagD)),
+              std::tuple(kIrqHandler, 0xFC, kFlagI))
+        << "the 65C02 clears D on entry";
+    // Still asserted after RTI, so it comes straight back; released, the program goes on.
+    m.Poke(kIrqHandler, {0x40}); // RTI
+    EXPECT_EQ(m.Cpu.Step(), 6);
+    EXPECT_EQ(m.Regs().PC, 0x0302);
+    EXPECT_EQ(m.Cpu.Step(), 7);
+    m.Cpu.SetIrq(false);
+    m.Cpu.Step();
+    EXPECT_EQ(m.Cpu.Step(), 2);
+    EXPECT_EQ(m.Regs().PC, 0x0303);
+}
+
+TEST(CpuNmi, IsTakenOncePerEdgeEvenWithIRaised) {
+    Machine m = WithHandlers();
+    m.Regs().P = kFlagU | kFlagI;
+    m.Cpu.TriggerNmi();
+    EXPECT_EQ(m.Cpu.Step(), 7);
+    EXPECT_EQ(m.Regs().PC * 256 + m.Peek(0x01FD), kNmiHandler * 256 + (kFlagU | kFlagI));
+    EXPECT_EQ(m.Cpu.Step(), 2) << "one edge, one entry";
+    m.Cpu.TriggerNmi();
+    m.Cpu.SetIrq(true);
+    EXPECT_EQ(m.Cpu.Step(), 7);
+    EXPECT_EQ(m.Regs().PC, kNmiHandler) << "NMI before a masked IRQ, and again inside NMI";
+}
+
+TEST(CpuWai, IdlesOffTheBusUntilAnInterruptLineEndsIt) {
+    struct Wake {
+        const char* Name;
+        uint8_t P;
+        bool Irq, Nmi;
+        int Cycles;
+        uint16_t Pc;
+        uint8_t S;
+    };
+    const Wake wakes[] = {
+        {"IRQ enters the handler", kFlagU, true, false, 7, kIrqHandler, 0xFC},
+        {"masked IRQ resumes: the INX runs", kFlagU | kFlagI, true, false, 2, 0x0302, 0xFF},
+        {"NMI enters with IRQ masked", kFlagU | kFlagI, false, true, 7, kNmiHandler, 0xFC},
+    };
+    for (const Wake& w : wakes) {
+        SCOPED_TRACE(w.Name);
+        Machine m = WithHandlers();
+        m.Poke(0x0300, {0xCB, 0xE8}); // WAI; INX
+        m.Regs().P = w.P;
+        EXPECT_EQ(m.Cpu.Step(), 3);
+        EXPECT_EQ(m.Cpu.State(), CpuState::Waiting);
+        EXPECT_EQ(m.Cpu.Step(), 1);
+        EXPECT_EQ(m.Cpu.Run(1000), 1000u) << "Run lets the budget pass while waiting";
+        EXPECT_EQ(m.Bus->Trace, "r0300 r0301 r0301 ") << "idle cycles leave the bus alone";
+        m.Cpu.SetIrq(w.Irq);
+        if (w.Nmi)
+            m.Cpu.TriggerNmi();
+        EXPECT_EQ(m.Cpu.Step(), w.Cycles);
+        EXPECT_EQ(m.Cpu.State(), CpuState::Running);
+        EXPECT_EQ(m.Regs().PC, w.Pc);
+        EXPECT_EQ(m.Regs().S, w.S);
+        EXPECT_EQ(m.Peek(0x01FE), w.S == 0xFC ? 0x01 : 0x00) << "returns behind the WAI";
+    }
+}
+
+TEST(CpuStp, StopsUntilResetAndIgnoresInterrupts) {
+    Machine m = WithHandlers();
+    m.Poke(kResetVector, {0x20, 0x03});
+    m.Poke(0x0300, {0xDB, 0xE8}); // STP; INX
+    EXPECT_EQ(m.Cpu.Step(), 3);
+    EXPECT_EQ(m.Bus->Trace, "r0300 r0301 r0301 ");
+    EXPECT_EQ(m.Cpu.State(), CpuState::Stopped);
+    m.Cpu.SetIrq(true);
+    m.Cpu.TriggerNmi();
+    EXPECT_EQ(m.Cpu.Step(), 1);
+    EXPECT_EQ(m.Cpu.Run(1'000'000'000), 1'000'000'000u) << "at once, not cycle by cycle";
+    EXPECT_EQ(m.Cpu.Cycles(), 3u + 1 + 1'000'000'000);
+    EXPECT_EQ(m.Regs().PC, 0x0301);
+    EXPECT_EQ(m.Regs().X, 0) << "nothing after STP ran";
+    m.Cpu.SetIrq(false);
+    m.Cpu.Reset();
+    EXPECT_EQ(m.Cpu.State(), CpuState::Running);
+    EXPECT_EQ(m.Regs().PC, 0x0320);
+    EXPECT_EQ(m.Cpu.Step(), 2) << "the pending NMI was cleared by the reset";
+}
+
+TEST(CpuRun, SpendsItsBudgetInWholeInstructionsTakesInterruptsAndHonoursRequestStop) {
+    Machine m = WithHandlers();
+    m.Poke(0x0300, {0xE8, 0x4C, 0x00, 0x03}); // loop: INX; JMP loop (5 cycles a pass)
+    EXPECT_EQ(m.Cpu.Run(10), 10u);
+    EXPECT_EQ(m.Regs().X, 2);
+    EXPECT_EQ(m.Cpu.Instructions(), 4u);
+    EXPECT_EQ(m.Cpu.Run(1), 2u) << "the INX is not split";
+    m.Cpu.RequestStop();
+    EXPECT_EQ(m.Cpu.Run(1000), 0u);
+    EXPECT_EQ(m.Cpu.Run(3), 3u) << "the request is used up";
+    m.Cpu.RequestStop();
+    m.Cpu.Step();
+    EXPECT_GT(m.Cpu.Run(3), 0u) << "a Step serves a stop request too";
+    m.Regs().PC = 0x0300;
+    m.Cpu.SetIrq(true);
+    EXPECT_EQ(m.Cpu.Run(9), 9u); // entry (7) + one handler NOP (2)
+    EXPECT_EQ(m.Regs().PC, kIrqHandler + 1);
+}
 
 const fs::path kCpuTests = fs::path(BX_SHARED_DIR) / "cputests";
 
