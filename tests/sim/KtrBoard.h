@@ -119,10 +119,11 @@ private:
 };
 
 // A test program around body: the register names, "put value, address" for an LDA #value
-// and STA address, and the vectors pointing at the labels reset, irq and nmi, the latter two
-// an RTI where body doesn't define them.
+// and STA address, "copy from, to" for an LDA from and STA to, and the vectors pointing at the
+// labels reset, irq and nmi, the latter two an RTI where body doesn't define them.
 inline std::string Program(const std::string& body) {
     return ".include \"ktr.inc\"\n.macro put value, address\nlda #value\nsta address\n.endmacro\n"
+           ".macro copy from, to\nlda from\nsta to\n.endmacro\n"
            ".segment \"VECTORS\"\n.word nmi, reset, irq\n.segment \"CODE\"\n" +
            body +
            "\n.segment \"CODE\"\n.ifndef nmi\nnmi: rti\n.endif\n.ifndef irq\nirq = nmi\n.endif\n";

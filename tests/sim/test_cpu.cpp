@@ -402,28 +402,22 @@ TEST(TrapRunner, StopsAfterTheFirstExecutionAndAtTheExactLimit) {
             code.push_back(static_cast<uint8_t>(byte));
         auto bus = std::make_unique<FlatRamBus>();
         ASSERT_TRUE(bus->Load(0x0200, code));
-        // A limit of exactly the instructions up to the trap still finds it.
-        for (uint64_t limit : {uint64_t{1000}, test.Instructions}) {
+        // A limit of exactly the instructions up to the trap finds it; one less stops in front
+        // of it, and the next run of one instruction executes it.
+        for (uint64_t limit : {test.Instructions, test.Instructions - 1}) {
             Cpu65C02<FlatRamBus> cpu(*bus);
             cpu.Registers().PC = 0x0200;
             const TrapRunResult ended = RunUntilTrap(cpu, limit);
-            EXPECT_EQ(ended.How, test.How);
-            EXPECT_EQ(ended.Address, test.Address);
-            EXPECT_EQ(ended.Instructions, test.Instructions);
-            EXPECT_EQ(ended.Cycles, test.Cycles);
+            const bool whole = limit == test.Instructions;
+            EXPECT_EQ(std::tuple(ended.How, ended.Address, ended.Instructions, ended.Cycles),
+                      std::tuple(whole ? test.How : Limit, test.Address, limit,
+                                 whole ? test.Cycles : test.CyclesBeforeLast));
+            const TrapRunResult next = RunUntilTrap(cpu, 1);
+            EXPECT_EQ(std::tuple(next.How, next.Instructions, next.Cycles),
+                      whole
+                          ? std::tuple(test.How, next.Instructions, next.Cycles)
+                          : std::tuple(test.How, uint64_t{1}, test.Cycles - test.CyclesBeforeLast));
         }
-        // One less stops in front of it; the next run executes it once.
-        Cpu65C02<FlatRamBus> limited(*bus);
-        limited.Registers().PC = 0x0200;
-        TrapRunResult ended = RunUntilTrap(limited, test.Instructions - 1);
-        EXPECT_EQ(ended.How, Limit);
-        EXPECT_EQ(ended.Address, test.Address);
-        EXPECT_EQ(ended.Instructions, test.Instructions - 1);
-        EXPECT_EQ(ended.Cycles, test.CyclesBeforeLast);
-        ended = RunUntilTrap(limited, 1000);
-        EXPECT_EQ(ended.How, test.How);
-        EXPECT_EQ(ended.Instructions, 1u);
-        EXPECT_EQ(ended.Cycles, test.Cycles - test.CyclesBeforeLast);
     }
 }
 

@@ -218,8 +218,7 @@ reset:  put $80, KEYEN
         cli
         wai
         stp
-irq:    lda IFR
-        sta $0200
+irq:    copy IFR, $0200
         put IRQ_KEY, IFR
         rti
 )"));

@@ -167,14 +167,12 @@ TEST(KtrMcu, BanksAndVectorsOnEveryModel) {
         const std::string last = std::to_string(model.LastBank);
         LOAD(board, Program(R"(
 reset:  stz BANK
-        lda WINDOW
-        sta $0200
+        copy WINDOW, $0200
         put LAST, BANK
         jsr WINDOW+1
         sta $0201
         put LAST+1, BANK
-        lda WINDOW
-        sta $0202
+        copy WINDOW, $0202
         put LAST, BANK
         stz TRLDH
         put 99, TRLDL
@@ -184,11 +182,9 @@ reset:  stz BANK
         wai              ; the timer's IRQ, through the fixed ROM's vectors
         sei
         wai              ; masked: the timer ends WAI without entering the handler
-        lda IFR
-        sta $0204
+        copy IFR, $0204
         stp
-again:  lda WINDOW
-        sta $0205
+again:  copy WINDOW, $0205
         stp
 irq:    put IRQ_TIMER, IFR
         inc $0203
@@ -273,8 +269,7 @@ TEST(KtrMcu, TheTimeBaseTicksFromTheSubClockOnlyWithDualClock) {
         LOAD(board, Program(R"(
 reset:  stz $0200
         put (TBCTL_EN | TBCTL_1024HZ), TBCTL
-        lda TBCTL
-        sta $0202
+        copy TBCTL, $0202
         put IRQ_TIMEBASE, IER
         cli
 loop:   wai
@@ -308,8 +303,7 @@ TEST(KtrMcu, TheWatchdogResetsAProgramThatStopsRestartingItOnlyWithTheOption) {
         board.Emu->SetOption("WDT", option);
         LOAD(board, Program(R"(
 reset:  inc $0200        ; RAM survives a reset: count the starts
-        lda SYSSTAT
-        sta $0201
+        copy SYSSTAT, $0201
         bmi again
         put WDT_16K, WDTCTL
 kick:   lda $0202        ; restart the watchdog while $0202 is non-zero
@@ -319,11 +313,9 @@ kick:   lda $0202        ; restart the watchdog while $0202 is non-zero
         bra kick
 hang:   bra hang
 again:  stz SYSSTAT      ; a 0 in bit 7 leaves the flag, a 1 clears it
-        lda SYSSTAT
-        sta $0203
+        copy SYSSTAT, $0203
         put $80, SYSSTAT
-        lda SYSSTAT
-        sta $0204
+        copy SYSSTAT, $0204
         stp
 )"));
         board.Poke(0x0200, {0, 0, 200});
@@ -366,7 +358,7 @@ reset:  put $5A, TRLDL
         put $0F, KEYEN
         put WDT_64K, WDTCTL
         put 1, BANK
-copy:   ldx #0
+snap:   ldx #0
 @next:  lda BANK,x              ; every register through the CPU, into $0300
         sta $0300,x
         inx
@@ -393,7 +385,7 @@ copy:   ldx #0
     board.Poke(sfr::kBank, {2, 0x77}); // BANK, DAC
     board.Poke(sfr::kP0Dir, {0xFF});
     board.Poke(sfr::kIer, {0});
-    board.JumpTo("copy");
+    board.JumpTo("snap");
     ASSERT_TRUE(board.RunToStop());
     compare("after the debugger's stores");
     EXPECT_EQ(copied(sfr::kBank) << 16 | copied(sfr::kDac) << 8 | copied(sfr::kP0), 0x0277A5)
