@@ -118,11 +118,8 @@ TEST(Disassembler, Ca65ReassemblesTheTextOfEveryOpcodeToTheSameBytes) {
         return a - 0x1000u < stream.size() ? stream[a - 0x1000u] : 0;
     };
     std::string source = ".segment \"CODE\"\n.org $1000\n";
-    for (uint16_t a = 0x1000; a < 0x1000 + stream.size();) {
-        const Disassembly d = Disassemble(read, a);
-        source += "    " + d.Text + "\n";
-        a = static_cast<uint16_t>(a + d.Length);
-    }
+    for (uint16_t a = 0x1000; a < 0x1000 + stream.size(); a += Disassemble(read, a).Length)
+        source += "    " + Disassemble(read, a).Text + "\n";
     test::TempFolder folder;
     folder.WriteFile("flat.cfg", "MEMORY { RAM: start = $1000, size = $1000, file = %O; }\n"
                                  "SEGMENTS { CODE: load = RAM, type = rw; }\n");
@@ -279,16 +276,12 @@ TEST(CpuTestCommand, PrintsOneLinePerFailureAndTheTotals) {
     folder.WriteFile("broken.json", "[{\"name\": ");
     const auto native = [&](const char* name) { return (folder.Native() / name).string(); };
 
-    CliResult ok = RunCli({"cpu-test", native("good.json"), "--bus"});
-    EXPECT_EQ(ok.status, 0);
-    EXPECT_EQ(ok.out, "1 passed, 0 failed\n");
-    CliResult both = RunCli({"cpu-test", native("good.json"), native("mixed.json")});
-    EXPECT_EQ(both.status, 1);
-    EXPECT_EQ(both.out,
-              native("mixed.json") + ": a9 test: A $12 expected $13\n2 passed, 1 failed\n");
-    CliResult bad = RunCli({"cpu-test", native("broken.json")});
-    EXPECT_EQ(bad.status, 1);
-    EXPECT_EQ(bad.out, "0 passed, 0 failed\n");
+    const auto status = [](const CliResult& r) { return std::to_string(r.status) + " " + r.out; };
+    EXPECT_EQ(status(RunCli({"cpu-test", native("good.json"), "--bus"})), "0 1 passed, 0 failed\n");
+    EXPECT_EQ(status(RunCli({"cpu-test", native("good.json"), native("mixed.json")})),
+              "1 " + native("mixed.json") + ": a9 test: A $12 expected $13\n2 passed, 1 failed\n");
+    const CliResult bad = RunCli({"cpu-test", native("broken.json")});
+    EXPECT_EQ(status(bad), "1 0 passed, 0 failed\n");
     EXPECT_NE(bad.err.find("JSON error at line 1"), std::string::npos) << bad.err;
     EXPECT_EQ(RunCli({"cpu-test"}).status, 2);
 }
