@@ -164,38 +164,31 @@ TEST(CpuNmi, IsTakenOncePerEdgeEvenWithIRaised) {
     EXPECT_EQ(m.Regs().PC, kNmiHandler) << "NMI before a masked IRQ, and again inside NMI";
 }
 
+// WAI idles off the bus, letting Run's budget pass, until an interrupt line ends it: an IRQ
+// enters its handler, a masked IRQ resumes with the INX behind the WAI, an NMI enters even with
+// IRQ masked.
 TEST(CpuWai, IdlesOffTheBusUntilAnInterruptLineEndsIt) {
-    struct Wake {
-        const char* Name;
-        uint8_t P;
-        bool Irq, Nmi;
-        int Cycles;
-        uint16_t Pc;
-        uint8_t S;
-    };
-    const Wake wakes[] = {
-        {"IRQ enters the handler", kFlagU, true, false, 7, kIrqHandler, 0xFC},
-        {"masked IRQ resumes: the INX runs", kFlagU | kFlagI, true, false, 2, 0x0302, 0xFF},
-        {"NMI enters with IRQ masked", kFlagU | kFlagI, false, true, 7, kNmiHandler, 0xFC},
-    };
-    for (const Wake& w : wakes) {
-        SCOPED_TRACE(w.Name);
+    using Wake = std::tuple<uint8_t, bool, int, uint16_t, uint8_t>; // P, NMI (else IRQ), ...
+    for (const auto& [p, nmi, cycles, pc, s] :
+         {Wake{kFlagU, false, 7, kIrqHandler, 0xFC}, Wake{kFlagU | kFlagI, false, 2, 0x0302, 0xFF},
+          Wake{kFlagU | kFlagI, true, 7, kNmiHandler, 0xFC}}) {
+        SCOPED_TRACE(::testing::Message() << "P " << int(p) << (nmi ? " NMI" : " IRQ"));
         Machine m = WithHandlers();
         m.Poke(0x0300, {0xCB, 0xE8}); // WAI; INX
-        m.Regs().P = w.P;
+        m.Regs().P = p;
         EXPECT_EQ(m.Cpu.Step(), 3);
         EXPECT_EQ(m.Cpu.State(), CpuState::Waiting);
         EXPECT_EQ(m.Cpu.Step(), 1);
-        EXPECT_EQ(m.Cpu.Run(1000), 1000u) << "Run lets the budget pass while waiting";
+        EXPECT_EQ(m.Cpu.Run(1000), 1000u);
         EXPECT_EQ(m.Bus->Trace, "r0300 r0301 r0301 ") << "idle cycles leave the bus alone";
-        m.Cpu.SetIrq(w.Irq);
-        if (w.Nmi)
+        if (nmi)
             m.Cpu.TriggerNmi();
-        EXPECT_EQ(m.Cpu.Step(), w.Cycles);
-        EXPECT_EQ(m.Cpu.State(), CpuState::Running);
-        EXPECT_EQ(m.Regs().PC, w.Pc);
-        EXPECT_EQ(m.Regs().S, w.S);
-        EXPECT_EQ(m.Peek(0x01FE), w.S == 0xFC ? 0x01 : 0x00) << "returns behind the WAI";
+        else
+            m.Cpu.SetIrq(true);
+        EXPECT_EQ(m.Cpu.Step(), cycles);
+        EXPECT_EQ(std::tuple(m.Cpu.State(), m.Regs().PC, m.Regs().S, m.Peek(0x01FE)),
+                  std::tuple(CpuState::Running, pc, s, s == 0xFC ? 0x01 : 0x00))
+            << "entered, returning behind the WAI, or resumed";
     }
 }
 

