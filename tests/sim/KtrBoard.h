@@ -59,8 +59,7 @@ public:
     }
 
     int32_t Label(const std::string& name) const {
-        auto it = Labels.find(name);
-        return it == Labels.end() ? -1 : static_cast<int32_t>(it->second);
+        return Labels.count(name) ? static_cast<int32_t>(Labels.at(name)) : -1;
     }
     uint8_t Peek(int32_t address) {
         int32_t count = 1;
@@ -99,12 +98,9 @@ public:
     // slow to get a processor on a loaded machine). False after 20 s.
     bool Advance(uint64_t cycles) {
         const uint64_t target = Emu->Cycles() + cycles;
-        for (int ms = 0; Emu->Cycles() < target; ++ms) {
-            if (ms > 20'000)
-                return false;
+        for (int ms = 0; Emu->Cycles() < target && ms < 20'000; ++ms)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return true;
+        return Emu->Cycles() >= target;
     }
 
     platform::QueueDispatcher Dispatcher;
