@@ -38,11 +38,10 @@ struct LoggingBus {
         char text[16];
         std::snprintf(text, sizeof text, format, a, value);
         Trace += text;
-        ++Cycles;
     }
     std::array<uint8_t, 65536> Memory{};
     std::string Trace;
-    int Cycles = 0, Writes = 0, DummyReads = 0;
+    int Writes = 0, DummyReads = 0;
 };
 
 struct Machine {
