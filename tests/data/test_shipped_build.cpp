@@ -3,15 +3,9 @@
 // external builder. Run in-process on a copy of the build's program folder.
 #include "ShippedProgram.h"
 #include "build/MessageMonitor.h"
-#include "cli/CliMain.h"
-#include "platform/FileSystem.h"
 #include "platform/Paths.h"
-#include "platform/ProgramFolder.h"
-#include "support/CliRunner.h"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <sstream>
 
 namespace bx {
 namespace {
@@ -21,122 +15,78 @@ struct Body {
     int banks;
 };
 
-const Body kBodies[] = {{"KTR310", 4}, {"KTR311", 14}, {"KTR640", 62}};
-
-using test::CliResult;
-using test::RunCli;
-
 class ShippedBuildTest : public ::testing::TestWithParam<Body> {
 protected:
-    void SetUp() override {
-        if (!test::HaveBuildTools())
-            GTEST_SKIP() << "ca65, ld65 or make is not installed; the real build can't run";
-    }
-
-    std::string Dir(const std::string& name) const { return (work.Native() / name).string(); }
-    std::string Apl(const std::string& name) const { return Dir(name) + "/" + name + ".apl"; }
-    std::string Sub(const std::string& name, const std::string& file) const {
-        return work.Sub(name + "\\" + file);
-    }
-
-    // new, then build; gives the build's result.
-    CliResult NewAndBuild(const std::string& name, bool external) {
-        auto made = RunCli({"new", "--body", GetParam().model, "--name", name, "--dir", Dir(name)});
-        EXPECT_EQ(made.status, 0) << made.err;
-        std::vector<std::string> args{"build", Apl(name)};
-        if (external)
-            args.push_back("--external");
-        return RunCli(args);
-    }
-
-    test::ShippedProgramCopy program;
-    platform::ScopedProgramFolder useProgram{program.folder.Path()};
-    test::TempFolder work;
+    void SetUp() override { REQUIRE_BUILD_TOOLS(); }
+    test::ShippedAppliances shipped;
 };
 
 TEST_P(ShippedBuildTest, NewThenBuildInBothModesGivesTheSameRomOfTheBodysSizeAndADebugFile) {
-    const std::size_t romSize = 0x8000 + std::size_t(GetParam().banks) * 0x4000;
-    auto internal = NewAndBuild("inside", false);
-    ASSERT_EQ(internal.status, 0) << internal.out << internal.err;
-    EXPECT_EQ(internal.out.substr(internal.out.size() - 17), "Build completed.\n");
-    EXPECT_TRUE(platform::FileExists(Sub("inside", "Makefile")));
-    EXPECT_TRUE(platform::FileExists(Sub("inside", "ktr.inc")));
-    EXPECT_FALSE(platform::FileExists(Sub("inside", std::string(GetParam().model) + ".tpl")));
-
-    auto external = NewAndBuild("outside", true);
-    ASSERT_EQ(external.status, 0) << external.out << external.err;
-    EXPECT_NE(external.out.find("tessarine-build: made outside.rom and outside.sym"),
-              std::string::npos)
-        << external.out;
-    EXPECT_FALSE(platform::FileExists(Sub("outside", "Makefile")));
-
-    const auto inRom = platform::ReadFile(Sub("inside", "inside.rom"));
-    const auto outRom = platform::ReadFile(Sub("outside", "outside.rom"));
-    ASSERT_TRUE(inRom && outRom);
-    EXPECT_EQ(inRom->size(), romSize);
-    EXPECT_EQ(outRom->size(), romSize);
-    EXPECT_TRUE(*inRom == *outRom) << "the two modes made different ROM images";
-
-    // The reset vector points into the fixed ROM, where the program starts.
-    const std::size_t vectors = GetParam().banks == 62 ? 0xBFFA : 0x7FFA;
-    const int reset = static_cast<unsigned char>((*inRom)[vectors + 2]) |
-                      static_cast<unsigned char>((*inRom)[vectors + 3]) << 8;
-    EXPECT_EQ(reset, GetParam().banks == 62 ? 0x4000 : 0x8000);
-
     for (const char* name : {"inside", "outside"}) {
-        const auto symbols = platform::ReadFile(Sub(name, std::string(name) + ".sym"));
+        shipped.New(GetParam().model, name);
+        const bool external = name[0] == 'o';
+        const test::CliResult built = shipped.Build(name, external);
+        ASSERT_EQ(built.status, 0) << built.out << built.err;
+        EXPECT_TRUE(external
+                        ? built.out.find("tessarine-build: made outside.rom and outside.sym") !=
+                              std::string::npos
+                        : built.out.ends_with("Build completed.\n"))
+            << built.out;
+        EXPECT_EQ(platform::FileExists(shipped.Sub(name, "Makefile")), !external);
+        EXPECT_TRUE(platform::FileExists(shipped.Sub(name, "ktr.inc")));
+        EXPECT_FALSE(
+            platform::FileExists(shipped.Sub(name, GetParam().model + std::string(".tpl"))));
+        const auto symbols = platform::ReadFile(shipped.Sub(name, std::string(name) + ".sym"));
         ASSERT_TRUE(symbols) << name;
         EXPECT_EQ(symbols->rfind("version\tmajor=2", 0), 0u) << name;
         EXPECT_NE(symbols->find("name=\"main.asm\""), std::string::npos) << name;
         EXPECT_NE(symbols->find("name=\"reset\""), std::string::npos) << name;
     }
+    const auto inRom = platform::ReadFile(shipped.Sub("inside", "inside.rom"));
+    const auto outRom = platform::ReadFile(shipped.Sub("outside", "outside.rom"));
+    ASSERT_TRUE(inRom && outRom);
+    EXPECT_EQ(inRom->size(), 0x8000 + std::size_t(GetParam().banks) * 0x4000);
+    EXPECT_TRUE(*inRom == *outRom) << "the two modes made different ROM images";
+    // The reset vector points into the fixed ROM, where the program starts.
+    const std::size_t vectors = GetParam().banks == 62 ? 0xBFFA : 0x7FFA;
+    EXPECT_EQ(static_cast<unsigned char>((*inRom)[vectors + 2]) |
+                  static_cast<unsigned char>((*inRom)[vectors + 3]) << 8,
+              GetParam().banks == 62 ? 0x4000 : 0x8000);
 }
 
-TEST_P(ShippedBuildTest, ASyntaxErrorInMainAsmGivesAPaneLineThatLeadsToItInBothModes) {
+// In both modes: a syntax error gives a pane line that leads to it and no ROM; an appliance
+// without build steps (a ROM image only) a warning and an empty pane.
+TEST_P(ShippedBuildTest, ASyntaxErrorLeadsToItsLineAndNothingToBuildWarnsInBothModes) {
+    const std::string image = shipped.work.WriteFile("image.rom", std::string(0x8000, '\xEA'));
+    shipped.New(GetParam().model, "image", {"--rom", platform::ToNativePath(image)});
+    shipped.New(GetParam().model, "bad");
+    // Line 5 of the template's own program becomes a line ca65 can't read.
+    std::string source = *platform::ReadFile(shipped.Sub("bad", "main.asm"));
+    std::size_t at = 0;
+    for (int line = 1; line < 5; ++line)
+        at = source.find('\n', at) + 1;
+    ASSERT_TRUE(platform::WriteFileAtomic(shipped.Sub("bad", "main.asm"),
+                                          source.insert(at, "        bogus x\n")));
     for (bool external : {false, true}) {
         SCOPED_TRACE(external ? "external" : "internal");
-        const std::string name = external ? "badout" : "badin";
-        auto made = RunCli({"new", "--body", GetParam().model, "--name", name, "--dir", Dir(name)});
-        ASSERT_EQ(made.status, 0) << made.err;
-        // Line 5 of the template's own program becomes a line ca65 can't read.
-        std::string source = *platform::ReadFile(Sub(name, "main.asm"));
-        std::size_t at = 0;
-        for (int line = 1; line < 5; ++line)
-            at = source.find('\n', at) + 1;
-        source.insert(at, "        bogus x\n");
-        ASSERT_TRUE(platform::WriteFileAtomic(Sub(name, "main.asm"), source));
-
-        std::vector<std::string> args{"build", Apl(name)};
-        if (external)
-            args.push_back("--external");
-        auto result = RunCli(args);
+        const test::CliResult result = shipped.Build("bad", external);
         EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out.substr(result.out.size() - 14), "Build failed.\n");
+        EXPECT_TRUE(result.out.ends_with("Build failed.\n")) << result.out;
         const std::size_t error = result.out.find("main.asm(5): Error:");
         ASSERT_NE(error, std::string::npos) << result.out;
         // A click anywhere on that line of the pane leads to the file and line.
         EXPECT_EQ(FileLineAt(result.out, error + 12), (FileLine{"main.asm", 5}));
-        EXPECT_FALSE(platform::FileExists(Sub(name, name + ".rom")));
+        EXPECT_FALSE(platform::FileExists(shipped.Sub("bad", "bad.rom")));
+        const test::CliResult nothing = shipped.Build("image", external);
+        EXPECT_EQ(nothing.status, 1);
+        EXPECT_EQ(nothing.out, "");
+        EXPECT_EQ(nothing.err, "Warning: Nothing to build or no rules to build.\n");
     }
 }
 
-TEST_P(ShippedBuildTest, AnApplianceWithoutStepsWarnsAndLeavesThePaneAlone) {
-    const std::string image = work.WriteFile("image.rom", std::string(0x8000, '\xEA'));
-    auto made = RunCli({"new", "--body", GetParam().model, "--name", "image", "--dir", Dir("image"),
-                        "--rom", platform::ToNativePath(image)});
-    ASSERT_EQ(made.status, 0) << made.err;
-    for (bool external : {false, true}) {
-        std::vector<std::string> args{"build", Apl("image")};
-        if (external)
-            args.push_back("--external");
-        auto result = RunCli(args);
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err, "Warning: Nothing to build or no rules to build.\n");
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(ShippedBodies, ShippedBuildTest, ::testing::ValuesIn(kBodies),
+INSTANTIATE_TEST_SUITE_P(ShippedBodies, ShippedBuildTest,
+                         ::testing::Values(Body{"KTR310", 4}, Body{"KTR311", 14},
+                                           Body{"KTR640", 62}),
                          [](const auto& info) { return std::string(info.param.model); });
 
 } // namespace

@@ -22,15 +22,6 @@ struct Stop {
     bool operator==(const Stop&) const = default;
 };
 
-inline std::string IncludeFolder() {
-    return std::string(BX_SOURCE_DIR) + "/data/Templates/Sarnova/include";
-}
-
-inline std::string ConfigFor(int32_t model) {
-    const char* name = model == 7 ? "ktr310" : model == 13 ? "ktr311" : "ktr640";
-    return IncludeFolder() + "/" + name + ".cfg";
-}
-
 class KtrBoard {
 public:
     explicit KtrBoard(int32_t model) : model_(model) {
@@ -45,65 +36,71 @@ public:
     // Assembles source, writes the image like power-on, resets. Empty on success, else the
     // tools' complaint.
     std::string Load(const std::string& source) {
-        const test::Assembled a =
-            test::Assemble(Folder, source, ConfigFor(model_), IncludeFolder());
+        const std::string include = BX_SOURCE_DIR "/data/Templates/Sarnova/include";
+        const char* config = model_ == 7    ? "/ktr310.cfg"
+                             : model_ == 13 ? "/ktr311.cfg"
+                                            : "/ktr640.cfg";
+        const test::Assembled a = test::Assemble(Folder, source, include + config, include);
         if (!a.Ok)
             return a.Log;
         Labels = a.Labels;
-        const bool mode1 = model_ == 24;
+        const int32_t window = model_ == 24 ? 0xC000 : 0x4000, banks = Emu->GetValue("Bank") + 1;
         std::vector<uint8_t> image = a.Image;
-        const int32_t banks = Emu->GetValue("Bank") + 1;
         image.resize(static_cast<std::size_t>(banks + 2) * 0x4000, 0);
-        auto slice = [&](std::size_t offset, int32_t address, int32_t length) {
-            std::vector<uint8_t> bytes(image.begin() + static_cast<std::ptrdiff_t>(offset),
-                                       image.begin() +
-                                           static_cast<std::ptrdiff_t>(offset + length));
-            int32_t count = length;
-            Emu->WriteMemory(address, count, bytes);
-        };
-        slice(0, mode1 ? 0x4000 : 0x8000, 0x8000);
-        for (int32_t b = 0; b < banks; ++b)
-            slice(static_cast<std::size_t>(b + 2) * 0x4000, b * 65536 + (mode1 ? 0xC000 : 0x4000),
-                  0x4000);
+        // The fixed ROM (b = -1: 32 KB at offset 0, the other side of the window), then bank b at
+        // offset (b + 2) * 16 KB.
+        for (int32_t b = -1; b < banks; ++b) {
+            const auto from = image.begin() + (b < 0 ? 0 : (b + 2) * 0x4000);
+            Poke(b < 0 ? (window == 0x4000 ? 0x8000 : 0x4000) : b << 16 | window,
+                 std::vector<uint8_t>(from, from + (b < 0 ? 0x8000 : 0x4000)));
+        }
         Emu->Reset();
         return {};
     }
 
     int32_t Label(const std::string& name) const {
-        auto it = Labels.find(name);
-        return it == Labels.end() ? -1 : static_cast<int32_t>(it->second);
+        return Labels.count(name) ? static_cast<int32_t>(Labels.at(name)) : -1;
     }
-
     uint8_t Peek(int32_t address) {
         int32_t count = 1;
         std::vector<uint8_t> data = Emu->ReadMemory(address, count);
         return data.empty() ? 0xEE : data[0];
     }
+    void Poke(int32_t address, const std::vector<uint8_t>& bytes) {
+        int32_t count = static_cast<int32_t>(bytes.size());
+        Emu->WriteMemory(address, count, bytes);
+    }
+    // Moves the halted CPU to a label of the program.
+    void JumpTo(const std::string& label) {
+        bx::CpuState cpu = *Emu->GetCpuState();
+        cpu.PC = static_cast<uint16_t>(Label(label));
+        Emu->SetCpuState(cpu);
+    }
+    // The hub the emulator is attached to, created at the first call.
+    SimHub& Hub() {
+        if (!hub_) {
+            hub_ = SimHub::Create();
+            Emu->AttachHub(hub_->HubHandle(), device_id::kEmulator);
+        }
+        return *hub_;
+    }
 
     // Lets the UI thread's queue run until n stops in all have arrived.
-    bool WaitForStops(std::size_t n,
-                      std::chrono::milliseconds timeout = std::chrono::milliseconds(10000)) {
-        return Dispatcher.RunUntil([&] { return Stops.size() >= n; }, timeout);
+    bool WaitForStops(std::size_t n) {
+        return Dispatcher.RunUntil([&] { return Stops.size() >= n; }, std::chrono::seconds(10));
     }
-
-    // While the target runs: waits until it has run at least cycles more (the worker may be
-    // slow to get a processor on a loaded machine). False at the timeout.
-    bool Advance(uint64_t cycles, std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
-        const uint64_t target = Emu->Cycles() + cycles;
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (Emu->Cycles() < target) {
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return true;
-    }
-
     // Run, then wait for the next stop.
-    bool RunToStop(std::chrono::milliseconds timeout = std::chrono::milliseconds(10000)) {
-        const std::size_t n = Stops.size() + 1;
+    bool RunToStop() {
         Emu->Run();
-        return WaitForStops(n, timeout);
+        return WaitForStops(Stops.size() + 1);
+    }
+    // While the target runs: waits until it has run at least cycles more (the worker may be
+    // slow to get a processor on a loaded machine). False after 20 s.
+    bool Advance(uint64_t cycles) {
+        const uint64_t target = Emu->Cycles() + cycles;
+        for (int ms = 0; Emu->Cycles() < target && ms < 20'000; ++ms)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return Emu->Cycles() >= target;
     }
 
     platform::QueueDispatcher Dispatcher;
@@ -114,43 +111,19 @@ public:
 
 private:
     int32_t model_;
+    std::shared_ptr<SimHub> hub_;
 };
 
-// The start of every test program: the register names, a stack, and the vectors pointing at
-// the labels reset, irq and nmi that the program defines.
+// A test program around body: the register names, "put value, address" for an LDA #value
+// and STA address, "copy from, to" for an LDA from and STA to, and the vectors pointing at the
+// labels reset, irq and nmi, the latter two an RTI where body doesn't define them.
 inline std::string Program(const std::string& body) {
-    return ".include \"ktr.inc\"\n"
-           ".segment \"VECTORS\"\n"
-           "    .word nmi, reset, irq\n"
-           ".segment \"CODE\"\n" +
-           body + "\n";
+    return ".include \"ktr.inc\"\n.macro put value, address\nlda #value\nsta address\n.endmacro\n"
+           ".macro copy from, to\nlda from\nsta to\n.endmacro\n"
+           ".segment \"VECTORS\"\n.word nmi, reset, irq\n.segment \"CODE\"\n" +
+           body +
+           "\n.segment \"CODE\"\n.ifndef nmi\nnmi: rti\n.endif\n.ifndef irq\nirq = nmi\n.endif\n";
 }
-
-// Scans a 4x4 keypad wired with its rows on P2.4-P2.7 and its columns on P2.0-P2.3: drives one
-// row low at a time and stores the column nibble of row r at $0200 + r, without end.
-inline const std::string kKeypadScanProgram = Program(R"(
-reset:  ldx #$FF
-        txs
-        lda #$F0
-        sta P2DIR
-scan:   ldx #0
-        lda #%11100000   ; row 0 low
-row:    ora #$0F
-        sta P2
-        pha
-        lda P2
-        and #$0F
-        sta $0200,x
-        pla
-        sec
-        rol a            ; next row low
-        inx
-        cpx #4
-        bne row
-        bra scan
-irq:
-nmi:    rti
-)");
 
 } // namespace bx::sim::testing
 
@@ -165,3 +138,9 @@ nmi:    rti
         const std::string complaint = (board).Load(source);                                        \
         ASSERT_TRUE(complaint.empty()) << complaint;                                               \
     } while (0)
+
+// A board of the model with the program loaded; the test skips without ca65.
+#define LOADED_BOARD(board, model, source)                                                         \
+    REQUIRE_CA65();                                                                                \
+    ::bx::sim::testing::KtrBoard board(model);                                                     \
+    LOAD(board, source)
