@@ -94,6 +94,35 @@ TEST(CpuUndefinedOpcodes, RunAsNopsOfTheirLengthAndCyclesChangingNothing) {
     EXPECT_EQ(undefined, 44);
 }
 
+// The documented opcodes take the table's length and base cycles (the disassembler prints from
+// the table, so the two must not drift): each runs once with no page crossed, no branch taken
+// and D clear, at $0300 with the operand bytes $10 $20 and pointers in page $30.
+TEST(CpuOpcodeTable, DocumentedOpcodesTakeTheTableLengthAndBaseCycles) {
+    static const std::map<int, uint8_t> kNotTaken = {
+        {0x10, kFlagN}, {0x50, kFlagV}, {0x90, kFlagC}, {0xD0, kFlagZ}};
+    for (int op = 0; op < 256; ++op) {
+        const OpcodeInfo& info = OpcodeInfoOf(static_cast<uint8_t>(op));
+        if (info.Flags & kUndefined)
+            continue;
+        SCOPED_TRACE(::testing::Message() << info.Mnemonic << " " << std::hex << op);
+        Machine m;
+        m.Poke(0x0300, {static_cast<uint8_t>(op), op == 0x80 ? uint8_t{0} : uint8_t{0x10}, 0x20});
+        // BBRn finds its bit set, BBSn clear: neither branches.
+        const bool bbr = info.Mode == AddrMode::ZeroPageRelative && info.Mnemonic[2] == 'R';
+        m.Poke(0x0010, {uint8_t(bbr ? 0xFF : 0x00), 0x30, 0x00, 0x30});
+        const auto flag = kNotTaken.find(op);
+        const uint8_t p = uint8_t(kFlagU | (flag != kNotTaken.end() ? flag->second : 0));
+        m.Regs() = CpuRegisters{0x00, 0x01, 0x01, 0xFF, p, 0x0300};
+        EXPECT_EQ(m.Cpu.Step(), info.Cycles);
+        const bool jumps = info.Mode == AddrMode::Absolute && info.Mnemonic[0] == 'J';
+        if (!jumps && info.Mode != AddrMode::AbsoluteIndirect &&
+            info.Mode != AddrMode::AbsoluteIndexedIndirect && op != 0x00 && op != 0x40 &&
+            op != 0x60) {
+            EXPECT_EQ(m.Regs().PC, 0x0300 + info.Length);
+        }
+    }
+}
+
 constexpr uint16_t kIrqHandler = 0x8000;
 constexpr uint16_t kNmiHandler = 0x9000;
 
