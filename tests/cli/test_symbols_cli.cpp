@@ -23,28 +23,21 @@ TEST(SymbolsCommand, FilesAddressesLinesAndSymbolsAreAnsweredAsJsonLines) {
     const std::string sym = (folder.Native() / "rom.sym").string();
     CliResult files = RunCli({"symbols", sym, "--files"});
     EXPECT_EQ(files.status, 0) << files.err;
-    EXPECT_EQ(files.out, R"({"index": 0, "folder": "", "name": "main.asm"})"
-                         "\n"
-                         R"({"index": 1, "folder": "inc", "name": "macros.inc"})"
-                         "\n"
-                         R"({"index": 2, "folder": "src", "name": "b1.asm"})"
-                         "\n"
-                         R"({"index": 3, "folder": "src", "name": "b2.asm"})"
-                         "\n");
+    EXPECT_EQ(files.out, R"({"index": 0, "folder": "", "name": "main.asm"}
+{"index": 1, "folder": "inc", "name": "macros.inc"}
+{"index": 2, "folder": "src", "name": "b1.asm"}
+{"index": 3, "folder": "src", "name": "b2.asm"}
+)");
     // Queries are answered in the order given.
     CliResult r = RunCli({"symbols", sym, "--address", "01:4006", "--line", "2:10", "--address",
                           "00:0200", "--line", "0:14", "--address", "0:8004"});
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out, R"({"address": "01:4006", "found": true, "file": 2, "line": 9})"
-                     "\n"
-                     R"({"file": 2, "line": 10, "address": "01:4008"})"
-                     "\n"
-                     R"({"address": "00:0200", "found": false})"
-                     "\n"
-                     R"({"file": 0, "line": 14, "address": null})"
-                     "\n"
-                     R"({"address": "00:8004", "found": true, "file": 0, "line": 13})"
-                     "\n");
+    EXPECT_EQ(r.out, R"({"address": "01:4006", "found": true, "file": 2, "line": 9}
+{"file": 2, "line": 10, "address": "01:4008"}
+{"address": "00:0200", "found": false}
+{"file": 0, "line": 14, "address": null}
+{"address": "00:8004", "found": true, "file": 0, "line": 13}
+)");
     CliResult all = RunCli({"symbols", sym, "--symbols"});
     EXPECT_EQ(std::count(all.out.begin(), all.out.end(), '\n'), 9);
     for (const char* line : {R"({"name": "bank1fn", "address": "01:4002", "kind": "Code"})",

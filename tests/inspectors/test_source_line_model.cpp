@@ -118,31 +118,6 @@ TEST_F(SourceLineModelTest, TheImageIsReadOncePerLoadAndAMissingOneIsAnError) {
 
 // ---- Position and keys ----------------------------------------------------------------------
 
-TEST_F(SourceLineModelTest, KeysMoveTheTopLineWithinTheRangeAndALineOutOfViewIsCentred) {
-    model.SetAppliance(nullptr);
-    AddLines(50);
-    using M = SourceLineModel;
-    const int32_t cases[][4] = {{1, M::kKeyUp, 1, true},
-                                {5, M::kKeyUp, 4, true},
-                                {5, M::kKeyDown, 6, true},
-                                {50, M::kKeyDown, 50, true},
-                                {3, M::kKeyPageUp, 1, true},
-                                {25, M::kKeyPageUp, 15, true},
-                                {5, M::kKeyPageDown, 15, true},
-                                {45, M::kKeyPageDown, 50, true},
-                                {7, 65, 7, false}}; // top, key, top after, handled
-    for (const auto& [top, key, after, handled] : cases) {
-        model.SetTopLine(top);
-        EXPECT_EQ(model.KeyDown(key, false), handled != 0) << "key " << key << " at " << top;
-        EXPECT_EQ(model.TopLine(), after) << "key " << key << " at " << top;
-    }
-    model.SetTopLine(1);
-    model.EnsureVisible(12);
-    EXPECT_EQ(model.TopLine(), 1) << "rows 1 to 12 are in view";
-    model.SetSelectedLine(30);
-    EXPECT_EQ(model.TopLine(), 25) << "30 less half of 11";
-}
-
 // ---- The strip ------------------------------------------------------------------------------
 
 TEST_F(SourceLineModelTest, AClickInTheStripTogglesALineWithCodeAndTheTipShowsCutOffBytes) {

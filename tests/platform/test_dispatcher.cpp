@@ -35,34 +35,5 @@ TEST(QueueDispatcher, WorkRunsOnlyWhenTheOwningThreadAsksAndWhatItPostsRunsToo) 
     EXPECT_EQ(runs, 3);
 }
 
-TEST(QueueDispatcher, PostsFromSeveralThreadsRunOnTheOwningThreadInEachThreadsOrder) {
-    QueueDispatcher dispatcher;
-    const std::thread::id owner = std::this_thread::get_id();
-    constexpr int kThreads = 4, kEach = 250;
-    std::vector<std::vector<int>> seen(kThreads);
-    int total = 0;
-    bool allOnOwner = true;
-    std::vector<std::thread> workers;
-    for (int t = 0; t < kThreads; ++t)
-        workers.emplace_back([&, t] {
-            if (t == 0) // so that RunUntil is asleep when this one's work arrives
-                std::this_thread::sleep_for(20ms);
-            for (int i = 0; i < kEach; ++i)
-                dispatcher.post([&, t, i] {
-                    seen[t].push_back(i);
-                    allOnOwner = allOnOwner && std::this_thread::get_id() == owner;
-                    ++total;
-                });
-        });
-    const bool finished = dispatcher.RunUntil([&] { return total == kThreads * kEach; }, 10s);
-    for (std::thread& worker : workers)
-        worker.join();
-    ASSERT_TRUE(finished);
-    EXPECT_TRUE(allOnOwner);
-    for (int t = 0; t < kThreads; ++t)
-        for (int i = 0; i < kEach; ++i)
-            ASSERT_EQ(seen[t][i], i) << "thread " << t;
-}
-
 } // namespace
 } // namespace bx::platform

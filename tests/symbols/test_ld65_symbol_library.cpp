@@ -181,60 +181,6 @@ TEST(Ld65SourcePaths, RecordedPathsSplitIntoFolderAndNameInBackslashForm) {
     }
 }
 
-// A generated file of overlapping spans in an unbanked segment and a bank, lines of source and
-// of macro bodies, sparse and dense line numbers; every address of both areas is looked up in
-// the library and by a plain search over the records, and the two must agree.
-TEST(Ld65LookupTables, FindSourceAgreesWithAPlainSearchOverTheRecords) {
-    struct Line {
-        int file, line, type, seg, start, size; // each line has a span of its own
-    };
-    uint32_t seed = 99;
-    auto next = [&seed](uint32_t range) {
-        seed = seed * 1664525u + 1013904223u;
-        return static_cast<int>((seed >> 8) % range);
-    };
-    std::vector<Line> lines;
-    std::ostringstream lineRecords, spanRecords;
-    for (int i = 0; i < 600; ++i) {
-        Line l{next(3), 0, next(4) == 0 ? 2 : 0, next(2), 0, 0};
-        l.line = l.file == 2 ? 1 + next(1000000) : 1 + next(400); // file 2: scattered lines
-        l.size = 1 + next(i % 7 == 0 ? 300 : 6); // some long spans that cover many others
-        l.start = next(0x1200 - l.size);
-        lines.push_back(l);
-        lineRecords << "line\tid=" << i << ",file=" << l.file << ",line=" << l.line
-                    << ",type=" << l.type << ",span=" << i << "\n";
-        spanRecords << "span\tid=" << i << ",seg=" << l.seg << ",start=" << l.start
-                    << ",size=" << l.size << "\n";
-    }
-    Ld65SymbolLibrary library;
-    ASSERT_TRUE(library.LoadText(
-        "version\tmajor=2,minor=0\ninfo\tfile=3,line=600,seg=2,span=600,sym=0,scope=0,mod=0\n"
-        "file\tid=0,name=\"f0.asm\"\nfile\tid=1,name=\"f1.asm\"\nfile\tid=2,name=\"f2.asm\"\n" +
-            lineRecords.str() +
-            "seg\tid=0,name=\"CODE\",start=0x8000,size=0x1200,type=ro,oname=\"r\",ooffs=0\n"
-            "seg\tid=1,name=\"BANK3\",start=0x4000,size=0x1200,type=ro,oname=\"r\",ooffs=81920\n" +
-            spanRecords.str(),
-        "generated.sym"))
-        << library.LoadError();
-
-    for (int seg = 0; seg < 2; ++seg)
-        for (int offset = -2; offset < 0x1202; ++offset) {
-            // Source lines before macro lines, then the smallest span, then the first record.
-            const Line* best = nullptr;
-            for (const Line& l : lines)
-                if (l.seg == seg && offset >= l.start && offset < l.start + l.size &&
-                    (best == nullptr ||
-                     ((l.type == 2) != (best->type == 2) ? l.type != 2 : l.size < best->size)))
-                    best = &l;
-            int32_t file = -1, line = -1;
-            const int32_t at = (seg == 0 ? 0x8000 : 0x34000) + offset;
-            ASSERT_EQ(library.FindSource(at, file, line), best != nullptr) << std::hex << at;
-            ASSERT_EQ(std::make_pair(file, line),
-                      best ? std::make_pair(best->file, best->line) : std::make_pair(-1, -1))
-                << std::hex << at;
-        }
-}
-
 // ---- Real ld65 builds ------------------------------------------------------------------------
 
 // The banked program of the test support, and in bank 3 nested macros, repeats and a scope,
