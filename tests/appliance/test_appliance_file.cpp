@@ -371,17 +371,5 @@ TEST(ApplianceRules, DefaultBuildCommandAndOutputPathFollowTheAssociations) {
     }
 }
 
-TEST(ApplianceRules, EventsReachEveryConnectedHandlerInOrder) {
-    Appliance appliance;
-    std::vector<std::string> seen;
-    appliance.BuildMessage.Connect([&](const std::string& text) { seen.push_back("1:" + text); });
-    auto second = appliance.BuildMessage.Connect(
-        [&](const std::string& text) { seen.push_back("2:" + text); });
-    appliance.BuildMessage("a");
-    appliance.BuildMessage.Disconnect(second);
-    appliance.BuildMessage("b");
-    EXPECT_EQ(seen, (std::vector<std::string>{"1:a", "2:a", "1:b"}));
-}
-
 } // namespace
 } // namespace bx

@@ -32,29 +32,22 @@ TEST(SourceDocuments, ClosingATabMovesTheLaterRecordsDownAndNumbersStayUntilEmpt
     EXPECT_EQ(documents.EditorNumbers(), (std::vector<int>{1, 3, 4}));
     EXPECT_EQ(documents.TabOfEditor(4), 3);
 
-    documents.Clear();
-    EXPECT_EQ(documents.EditorOf(documents.Add("d.asm", "d.asm", "1")), 1);
-}
-
-TEST(SourceDocuments, AFileThatCantBeLoadedGivesItsNumberBack) {
-    SourceDocuments documents;
-    documents.Add("a.asm", "a.asm", "1");
+    // A file that can't be loaded gives its number back.
     documents.Add("missing.asm", "missing.asm", "0");
     documents.DiscardLast();
-    EXPECT_EQ(documents.Count(), 1);
-    EXPECT_EQ(documents.EditorCount(), 1);
-    EXPECT_FALSE(documents.Sources().Contains("2K"));
-}
+    EXPECT_EQ(documents.Count(), 3);
+    EXPECT_EQ(documents.EditorCount(), 4);
+    EXPECT_FALSE(documents.Sources().Contains("4K"));
 
-TEST(SourceDocuments, KeysFindPathsAndAnUntitledDocumentHasNone) {
-    SourceDocuments documents;
-    documents.Add("", "Untitled", "");
-    documents.Add("src\\main.asm", "main.asm", "1");
-    EXPECT_EQ(documents.FindByKey("src\\main.asm"), 2);
+    // Keys find paths; an untitled document has none until it is given one.
+    EXPECT_EQ(documents.FindByKey("c.asm"), 3);
     EXPECT_EQ(documents.FindByKey(""), 0);
-    EXPECT_EQ(documents.Tab(1).Tag, "");
-    documents.SetPath(1, "new.asm", "new.asm");
-    EXPECT_EQ(documents.FindByKey("new.asm"), 1);
+    EXPECT_EQ(documents.Tab(2).Tag, "");
+    documents.SetPath(2, "new.asm", "new.asm");
+    EXPECT_EQ(documents.FindByKey("new.asm"), 2);
+
+    documents.Clear();
+    EXPECT_EQ(documents.EditorOf(documents.Add("d.asm", "d.asm", "1")), 1);
 }
 
 TEST(SourceDocumentRules, RelativePathsResolveInTheFolder) {
@@ -66,12 +59,10 @@ TEST(SourceDocumentRules, RelativePathsResolveInTheFolder) {
 }
 
 TEST(SourceDocumentRules, OnlyANewerExistingFileOfAStampedDocumentIsStale) {
-    struct Case {
-        const char* stamp;
-        const char* tag;
+    const struct {
+        const char *stamp, *tag;
         bool stale;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"01D9A0000000B000", "01D9A0000000A000", true},
         {"01D9A0000000A000", "01D9A0000000B000", false}, // touched back to an older time
         {"01D9A0000000A000", "01D9A0000000A000", false},
@@ -79,7 +70,7 @@ TEST(SourceDocumentRules, OnlyANewerExistingFileOfAStampedDocumentIsStale) {
         {"01D9A0000000A000", kNoFileStamp, false}, // came back after a deletion
         {"01D9A0000000A000", "", false},           // never stamped
     };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
         EXPECT_EQ(IsStale(c.stamp, c.tag), c.stale) << c.stamp << " " << c.tag;
 }
 

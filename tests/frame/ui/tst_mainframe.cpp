@@ -10,7 +10,6 @@
 #include "support/StudioRig.h"
 
 #include <QPlainTextEdit>
-#include <QTextBlock>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
@@ -145,30 +144,6 @@ private slots:
         QTest::mouseDClick(splash.Image1(), Qt::LeftButton);
         QVERIFY(platform::FileExists(program.Sub("007.zip")));
         QVERIFY(splash.isVisible());
-    }
-
-    void clickOnAToolErrorLineAsksForThatFileAndLine() {
-        ui::MessageWindow pane;
-        pane.resize(600, 300);
-        pane.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&pane));
-        pane.PostMessage("Building files that are out-of-date.");
-        pane.PostMessage("src\\main.asm(42): Error: Unexpected trailing garbage characters");
-        pane.PostMessage("make: *** [Makefile:7: main.obj] Error 1");
-        QSignalSpy asked(&pane, &ui::MessageWindow::GotoFileLine);
-        QPlainTextEdit* text = pane.TextControl();
-        auto clickLine = [text](int line) {
-            QTextCursor cursor(text->document()->findBlockByNumber(line));
-            const QPoint at = text->cursorRect(cursor).center() + QPoint(4, 0);
-            QTest::mouseClick(text->viewport(), Qt::LeftButton, {}, at);
-        };
-        clickLine(1);
-        QCOMPARE(asked.size(), 1);
-        QCOMPARE(asked[0][0].toString(), QString("src\\main.asm"));
-        QCOMPARE(asked[0][1].toInt(), 42);
-        clickLine(0); // a line without "):"
-        clickLine(2);
-        QCOMPARE(asked.size(), 1);
     }
 };
 
