@@ -30,7 +30,6 @@ public:
 
     const std::vector<RecordedBox>& Boxes() const { return boxes_; }
     int UnscriptedBoxes() const { return unscripted_; }
-    std::size_t AnswersLeft() const { return answers_.size(); }
 
 private:
     std::deque<int> answers_;
