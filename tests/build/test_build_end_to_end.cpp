@@ -8,6 +8,7 @@
 #include "platform/FileSystem.h"
 #include "platform/ProgramFolder.h"
 #include "settings/GlobalSettings.h"
+#include "support/Cc65.h"
 #include "support/TempFolder.h"
 #include "support/TestDoubles.h"
 
@@ -16,11 +17,6 @@
 
 namespace bx {
 namespace {
-
-bool HaveTools() {
-    return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "
-                       "command -v make >/dev/null 2>&1") == 0;
-}
 
 const char* kLinkerConfig = "MEMORY { ROM: start = $8000, size = $8000, fill = yes, file = %O; }\n"
                             "SEGMENTS {\n"
@@ -41,8 +37,7 @@ const char* kSettings = R"(<GlobalSettings Version="v 00.00.001"><MCU Family="KT
 class EndToEndBuildTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!HaveTools())
-            GTEST_SKIP() << "ca65, ld65 or make is not installed; the real build can't run";
+        SKIP_WITHOUT_BUILD_TOOLS();
         ASSERT_TRUE(settings.LoadXml(kSettings));
         appliance.Settings = &settings;
         appliance.Family = "KTR";

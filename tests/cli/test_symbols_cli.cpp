@@ -1,5 +1,5 @@
 #include "cli/CliMain.h"
-#include "support/Cc65Toolchain.h"
+#include "support/Cc65.h"
 #include "support/CliRunner.h"
 #include "support/TempFolder.h"
 
@@ -15,8 +15,7 @@ using test::RunCli;
 // The banked program of the test support; its debug file is passed in the operating system's
 // form, as a person types it.
 TEST(SymbolsCommand, FilesAddressesLinesAndSymbolsAreAnsweredAsJsonLines) {
-    if (!test::Cc65Available())
-        GTEST_SKIP() << test::kNoCc65;
+    SKIP_WITHOUT_BUILD_TOOLS();
     test::TempFolder folder;
     const test::Cc65Build build = test::BuildBankedProgram(folder);
     ASSERT_TRUE(build.Ok) << build.Log;

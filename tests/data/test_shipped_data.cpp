@@ -1,7 +1,6 @@
 // The shipped data as the build's program folder holds it: BX.gss, the body templates, the SFR
 // include file and the keyword files agree with the hardware reference (docs/hardware.md) and
 // with one another. A register or a body added in one place and forgotten in another fails here.
-#include "ShippedProgram.h"
 #include "appliance/Appliance.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
@@ -10,6 +9,7 @@
 #include "settings/Templates.h"
 #include "sim/KtrMachine.h"
 #include "sim/OpcodeTable.h"
+#include "support/ShippedProgram.h"
 #include "support/TestDoubles.h"
 
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 
 #include "debug/Symbler.h"
 #include "foundation/Diagnoser.h"
-#include "support/Cc65Toolchain.h"
+#include "support/Cc65.h"
 #include "support/FakeSymbolLibrary.h"
 #include "support/TempFolder.h"
 #include "symbols/Ld65SymbolLibrary.h"
@@ -27,7 +27,7 @@ struct FakeSymbler {
                     diagnoser};
 };
 
-// Builds the program: a test checks Cc65Available() first and build.Ok after.
+// Builds the program: a test skips without the tools first and build.Ok after.
 struct Ld65Symbler {
     Ld65Symbler() {
         if (build.Ok)

@@ -130,8 +130,7 @@ TEST(SourceBreakMarks, InitBreakpointsMarksTheExecuteRecordsOfThisFileOnly) {
 // ---- On a real debug file ---------------------------------------------------------------------
 
 TEST(BreakMarksOnLd65File, ToggleInABankedFileSetsTheBankedAddress) {
-    if (!test::Cc65Available())
-        GTEST_SKIP() << test::kNoCc65;
+    SKIP_WITHOUT_BUILD_TOOLS();
     test::Ld65Symbler built;
     ASSERT_TRUE(built.symbler.Loaded()) << built.build.Log;
     Symbler& symbler = built.symbler;

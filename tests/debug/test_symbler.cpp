@@ -94,8 +94,7 @@ TEST_F(SymblerOnFake, CodeLabelsFromTheRomAndOtherSymbolsBelowItBecomeSymbolWatc
 }
 
 TEST(SymblerOnLd65File, TheBankedProgramGivesPathsLinesAndWatches) {
-    if (!test::Cc65Available())
-        GTEST_SKIP() << test::kNoCc65;
+    SKIP_WITHOUT_BUILD_TOOLS();
     test::Ld65Symbler built;
     ASSERT_TRUE(built.build.Ok) << built.build.Log;
     Symbler& symbler = built.symbler;

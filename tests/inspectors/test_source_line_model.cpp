@@ -175,8 +175,7 @@ TEST_F(SourceLineModelTest, FindAppliesTheWholeWordRuleAndWraps) {
 // ---- A real program -------------------------------------------------------------------------
 
 TEST(SourceLineModelOnARealBuild, PrefixesComeFromTheDebugFileAndTheRomImage) {
-    if (!test::Cc65Available())
-        GTEST_SKIP() << test::kNoCc65;
+    SKIP_WITHOUT_BUILD_TOOLS();
     test::Ld65Symbler built;
     ASSERT_TRUE(built.symbler.Loaded()) << built.build.Log;
     const test::TempFolder& folder = built.folder;

@@ -5,7 +5,7 @@
 
 #include "platform/QueueDispatcher.h"
 #include "sim/KtrEmulator.h"
-#include "support/Ca65.h"
+#include "support/Cc65.h"
 #include "support/TempFolder.h"
 
 #include <chrono>
@@ -127,11 +127,6 @@ inline std::string Program(const std::string& body) {
 
 } // namespace bx::sim::testing
 
-// Skips a test that needs ca65/ld65 when they are not installed, saying so.
-#define REQUIRE_CA65()                                                                             \
-    if (!::bx::test::Ca65Available())                                                              \
-    GTEST_SKIP() << ::bx::test::kCa65Missing
-
 // Assembles and loads a program into a board, failing the test with the tools' complaint.
 #define LOAD(board, source)                                                                        \
     do {                                                                                           \
@@ -141,6 +136,6 @@ inline std::string Program(const std::string& body) {
 
 // A board of the model with the program loaded; the test skips without ca65.
 #define LOADED_BOARD(board, model, source)                                                         \
-    REQUIRE_CA65();                                                                                \
+    SKIP_WITHOUT_BUILD_TOOLS();                                                                    \
     ::bx::sim::testing::KtrBoard board(model);                                                     \
     LOAD(board, source)

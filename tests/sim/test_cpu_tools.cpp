@@ -4,7 +4,7 @@
 #include "sim/Disassembler.h"
 #include "sim/OpcodeTable.h"
 #include "sim/SingleStepTest.h"
-#include "support/Ca65.h"
+#include "support/Cc65.h"
 #include "support/CliRunner.h"
 #include "support/TempFolder.h"
 
@@ -103,8 +103,7 @@ TEST(Disassembler, PrintsEveryAddressingModeInCa65Syntax) {
 // Every opcode, disassembled and fed back to ca65 and ld65, gives back the same bytes: the
 // lengths, modes and mnemonics of the whole table.
 TEST(Disassembler, Ca65ReassemblesTheTextOfEveryOpcodeToTheSameBytes) {
-    if (!test::Ca65Available())
-        GTEST_SKIP() << test::kCa65Missing;
+    SKIP_WITHOUT_BUILD_TOOLS();
     std::vector<uint8_t> stream;
     for (int op = 0; op < 256; ++op) {
         const OpcodeInfo& info = OpcodeInfoOf(static_cast<uint8_t>(op));

@@ -151,7 +151,7 @@ sub:    stx $0300
 // $FFFA) whatever bank is selected, WAI with IRQ masked is ended by the timer, and the debugger
 // names any bank and selects one by writing BANK.
 TEST(KtrMcu, BanksAndVectorsOnEveryModel) {
-    REQUIRE_CA65();
+    SKIP_WITHOUT_BUILD_TOOLS();
     struct Model {
         int32_t Number, LastBank, Window;
     };
@@ -217,7 +217,7 @@ WINDOW = )" + std::to_string(model.Window) +
 // prescaler P it underflows (R + 1) * P cycles later, and the IRQ entry begins there, or at
 // the end of the instruction running then.
 TEST(KtrMcu, TheTimerInterruptIsTakenAtTheRightCycle) {
-    REQUIRE_CA65();
+    SKIP_WITHOUT_BUILD_TOOLS();
     // CONTROL, RELOAD and the instruction the loop waits with; the cycles from the STA TCTL to
     // the underflow; how many more the instruction running then may take.
     using Case = std::tuple<const char*, uint64_t, uint64_t>;
@@ -249,7 +249,7 @@ irq:    put IRQ_TIMER, IFR
 }
 
 TEST(KtrMcu, TheTimeBaseTicksFromTheSubClockOnlyWithDualClock) {
-    REQUIRE_CA65();
+    SKIP_WITHOUT_BUILD_TOOLS();
     for (bool dualClock : {true, false}) {
         SCOPED_TRACE(dualClock ? "dual clock" : "main clock only");
         KtrBoard board(emulator_model::kKTR311);
@@ -286,7 +286,7 @@ irq:    put IRQ_TIMEBASE, IFR
 }
 
 TEST(KtrMcu, TheWatchdogResetsAProgramThatStopsRestartingItOnlyWithTheOption) {
-    REQUIRE_CA65();
+    SKIP_WITHOUT_BUILD_TOOLS();
     for (bool option : {true, false}) {
         SCOPED_TRACE(option ? "WDT on" : "WDT off");
         KtrBoard board(emulator_model::kKTR310);
@@ -331,7 +331,7 @@ again:  stz SYSSTAT      ; a 0 in bit 7 leaves the flag, a 1 clears it
 // registers: after the program's own stores and after the debugger's, every register must read
 // the same through the CPU as through ReadMemory.
 TEST(KtrMcu, EveryRegisterReadsTheSameFromTheProgramAsFromTheDebugger) {
-    REQUIRE_CA65();
+    SKIP_WITHOUT_BUILD_TOOLS();
     KtrBoard board(emulator_model::kKTR311);
     board.Emu->SetOption("UseRC", true);
     board.Emu->SetOption("DualClock", true);

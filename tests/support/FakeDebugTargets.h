@@ -11,6 +11,7 @@
 
 #include "debug/DebugTargetFactory.h"
 #include "debug/Facade.h"
+#include "foundation/Error.h"
 #include "support/FakeEmulator.h"
 #include "support/FakeSymbolLibrary.h"
 
@@ -23,29 +24,20 @@
 
 namespace bx::test {
 
+inline std::string Numbers(std::initializer_list<int32_t> values) {
+    std::string text;
+    for (int32_t value : values)
+        text += " " + std::to_string(value);
+    return text;
+}
+
 class FakeDebugTargets : public DebugTargetFactory {
 public:
     // The handle every fake hub gives.
     static constexpr int32_t kHubHandle = 77;
 
-    // ---- Set-up by the test ---------------------------------------------------------------
-
-    // Makes each new Emulator; a test hands in a FakeEmulator of its own kind here. Without
-    // it a plain FakeEmulator is made.
-    std::function<std::shared_ptr<FakeEmulator>()> MakeEmulator;
     // Runs on each new Emulator before the monitor gets it (CPU status, scripted code).
     std::function<void(FakeEmulator&)> PrepareEmulator;
-    // What the hub's Connect calls answer.
-    bool HubConnects = true;
-    // What each device's Connect answers, by device name ("Speaker", "SimpleUI", "Keypad").
-    std::map<std::string, bool> DeviceConnects{
-        {"Speaker", true}, {"SimpleUI", true}, {"Keypad", true}};
-    // The pin sets of the devices: "Audio" 0, "LED" 1, "Button" 2, "Row" 1, "Column" 2. A
-    // name not listed throws BxError, as a real device does.
-    std::map<std::string, int32_t> Pinsets{
-        {"Audio", 0}, {"LED", 1}, {"Button", 2}, {"Row", 1}, {"Column", 2}};
-
-    // ---- Seen by the test -----------------------------------------------------------------
 
     std::vector<std::shared_ptr<FakeEmulator>> Emulators;
     // The symbol library the Symbler was given; null before the monitor is created.
@@ -57,27 +49,103 @@ public:
     // The Emulator made last: the current one of the monitor.
     FakeEmulator& Current() { return *Emulators.back(); }
 
-    // ---- DebugTargetFactory ---------------------------------------------------------------
+    std::shared_ptr<Emulator> CreateEmulator() override {
+        auto emulator = std::make_shared<FakeEmulator>();
+        if (PrepareEmulator)
+            PrepareEmulator(*emulator);
+        return Emulators.emplace_back(emulator);
+    }
+    std::unique_ptr<SymbolLibrary> CreateSymbolLibrary() override {
+        auto library = std::make_unique<FakeSymbolLibrary>();
+        Symbols = library.get();
+        return library;
+    }
+    std::shared_ptr<DeviceHub> CreateHub() override {
+        ++HubsCreated;
+        return std::make_shared<Hub>(*this);
+    }
+    std::unique_ptr<Speaker> CreateSpeaker() override {
+        return std::make_unique<Device<Speaker>>(*this, "Speaker");
+    }
+    std::unique_ptr<SimpleUI> CreateSimpleUI() override {
+        return std::make_unique<Device<SimpleUI>>(*this, "SimpleUI");
+    }
+    std::unique_ptr<Keypad> CreateKeypad() override {
+        return std::make_unique<Device<Keypad>>(*this, "Keypad");
+    }
 
-    std::shared_ptr<Emulator> CreateEmulator() override;
-    std::unique_ptr<SymbolLibrary> CreateSymbolLibrary() override;
-    std::shared_ptr<DeviceHub> CreateHub() override;
-    std::unique_ptr<Speaker> CreateSpeaker() override;
-    std::unique_ptr<SimpleUI> CreateSimpleUI() override;
-    std::unique_ptr<Keypad> CreateKeypad() override;
+private:
+    class Hub : public DeviceHub {
+    public:
+        explicit Hub(FakeDebugTargets& targets) : targets_(targets) {}
+        int32_t HubHandle() override { return kHubHandle; }
+        bool ConnectDigital(int32_t sourceDevice, int32_t sourcePin, int32_t sourceMask,
+                            int32_t targetDevice, int32_t targetPin, int32_t targetMask) override {
+            return Log("ConnectDigital" + Numbers({sourceDevice, sourcePin, sourceMask,
+                                                   targetDevice, targetPin, targetMask}));
+        }
+        bool ConnectAnalog(int32_t sourceDevice, int32_t sourcePin, int32_t targetDevice,
+                           int32_t targetPin) override {
+            return Log("ConnectAnalog" +
+                       Numbers({sourceDevice, sourcePin, targetDevice, targetPin}));
+        }
+        void SetParameter(const std::string& name, int32_t value) override {
+            Log("SetParameter " + name + Numbers({value}));
+        }
+        int32_t Start() override { return Log("Start"), 0; }
+
+    private:
+        bool Log(const std::string& call) {
+            return targets_.DeviceCalls.push_back("Hub " + call), true;
+        }
+        FakeDebugTargets& targets_;
+    };
+
+    // A device of any kind: its name in the log, Connect, the pin sets "Audio" 0, "LED" 1,
+    // "Button" 2, "Row" 1, "Column" 2 (any other name throws BxError, as a real device does),
+    // and the keypad's parameters.
+    template <class Base>
+    class Device : public Base {
+    public:
+        Device(FakeDebugTargets& targets, std::string name)
+            : targets_(targets), name_(std::move(name)) {}
+        bool Connect(int32_t hubHandle, int32_t deviceId) override {
+            return Log("Connect" + Numbers({hubHandle, deviceId})), true;
+        }
+        int32_t PinsetId(const std::string& pinset) override {
+            static const std::map<std::string, int32_t> pinsets{
+                {"Audio", 0}, {"LED", 1}, {"Button", 2}, {"Row", 1}, {"Column", 2}};
+            Log("PinsetId " + pinset);
+            if (!pinsets.contains(pinset))
+                throw BxError(1, name_, "No pin set named " + pinset);
+            return pinsets.at(pinset);
+        }
+        void SetParameter(const std::string& name, const std::string& value) {
+            Log("SetParameter " + name + " " + value);
+        }
+
+    private:
+        void Log(const std::string& call) { targets_.DeviceCalls.push_back(name_ + " " + call); }
+        FakeDebugTargets& targets_;
+        std::string name_;
+    };
 };
 
-// The prototyper's surface: records "ConnectSimpleUI 77 2003", "ConnectKeypad 77 2004",
-// "Parameter Color=Red" and answers the connects with the values set here.
+// The prototyper's surface: records "ConnectSimpleUI 77 2003", "ConnectKeypad 77 2004" and
+// "Parameter Color=Red"; the connects succeed.
 class RecordingFacade : public Facade {
 public:
-    int32_t SimpleUIResult = 1;
-    int32_t KeypadResult = 1;
     std::vector<std::string> Calls;
 
-    int32_t ConnectSimpleUI(int32_t hubHandle, int32_t deviceId) override;
-    int32_t ConnectKeypad(int32_t hubHandle, int32_t deviceId) override;
-    void SetParameter(const std::string& name, const std::string& value) override;
+    int32_t ConnectSimpleUI(int32_t hubHandle, int32_t deviceId) override {
+        return Calls.push_back("ConnectSimpleUI" + Numbers({hubHandle, deviceId})), 1;
+    }
+    int32_t ConnectKeypad(int32_t hubHandle, int32_t deviceId) override {
+        return Calls.push_back("ConnectKeypad" + Numbers({hubHandle, deviceId})), 1;
+    }
+    void SetParameter(const std::string& name, const std::string& value) override {
+        Calls.push_back("Parameter " + name + "=" + value);
+    }
 };
 
 } // namespace bx::test

@@ -8,6 +8,7 @@
 #include "inspectors/SourceLineModel.h"
 #include "platform/ProgramFolder.h"
 #include "platform/ui/DialogRunner.h"
+#include "support/Cc65.h"
 #include "support/TempFolder.h"
 #include "support/TestDoubles.h"
 
@@ -16,7 +17,6 @@
 #include <QFont>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QStandardPaths>
 #include <QTest>
 #include <functional>
 #include <optional>
@@ -51,13 +51,6 @@ public:
     QString folder;
     std::optional<QFont> font; // the font picker's choice; none: cancelled
 };
-
-inline bool StudioBuildToolsPresent() {
-    for (const char* tool : {"ca65", "ld65", "make"})
-        if (QStandardPaths::findExecutable(tool).isEmpty())
-            return false;
-    return true;
-}
 
 // The line (from 1) of a debugger's source view whose source text starts with text; 0 for none.
 inline int32_t LineOf(const SourceLineModel& view, const std::string& text) {
@@ -107,6 +100,20 @@ struct BuiltStudio {
         studio.frame.Perform("mnuApplNew");
         studio.dialogs.onDialog = nullptr;
         return studio.prompter.Boxes().size() == boxes && studio.frame.Frame().ApplianceOpen();
+    }
+    // The frame initialised and shown at a working size with a new appliance of that body made
+    // through the wizard, and built unless told not to; true when each step worked.
+    bool Open(const std::string& name, const std::string& body, bool build = true) {
+        ui::MainFrame& frame = studio.frame;
+        if (!frame.Initialise())
+            return false;
+        frame.resize(1400, 900);
+        frame.show();
+        if (!QTest::qWaitForWindowExposed(&frame) || !CreateAppliance(name, body))
+            return false;
+        if (build)
+            frame.Perform("mnuBuildUpdated");
+        return true;
     }
     // The folder New puts an appliance of that name in, with its final "\".
     std::string ApplianceFolder(const std::string& name) const {

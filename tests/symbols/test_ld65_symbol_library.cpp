@@ -1,6 +1,6 @@
 // The ld65 debug file reader: files written by hand (the bank rule, the path split, every way
 // a file can be wrong) and files that real ca65 and ld65 builds write.
-#include "support/Cc65Toolchain.h"
+#include "support/Cc65.h"
 #include "support/TempFolder.h"
 #include "symbols/Ld65SymbolLibrary.h"
 
@@ -186,8 +186,7 @@ TEST(Ld65SourcePaths, RecordedPathsSplitIntoFolderAndNameInBackslashForm) {
 // The banked program of the test support, and in bank 3 nested macros, repeats and a scope,
 // built with the real tools; every query of the debug file, and every cut of it refused.
 TEST(Ld65RealBuild, TheDebugFileOfABankedProgramAnswersEveryQuery) {
-    if (!test::Cc65Available())
-        GTEST_SKIP() << test::kNoCc65;
+    SKIP_WITHOUT_BUILD_TOOLS();
     TempFolder folder;
     std::vector<std::string> sources = test::WriteBankedProgram(folder);
     sources.push_back("m.asm");             // file 4

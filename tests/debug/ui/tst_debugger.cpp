@@ -64,15 +64,10 @@ class TestDebugger : public QObject {
 
 private slots:
     void initTestCase() {
-        if (!StudioBuildToolsPresent())
-            QSKIP("ca65, ld65 or make is not installed: the debugger's session is skipped");
+        if (!BuildToolsPresent())
+            QSKIP(kNoBuildTools);
         built_ = new BuiltStudio;
-        QVERIFY(Frame().Initialise());
-        Frame().resize(1400, 900);
-        Frame().show();
-        QVERIFY(QTest::qWaitForWindowExposed(&Frame()));
-        QVERIFY(built_->CreateAppliance("session", "KTR311"));
-        Frame().Perform("mnuBuildUpdated");
+        QVERIFY(built_->Open("session", "KTR311"));
         debugger_ = Frame().Debugger();
     }
 

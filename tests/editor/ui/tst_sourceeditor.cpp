@@ -354,13 +354,11 @@ private slots:
     }
 
     void aWholeRoadInTheStudio() {
-        if (!StudioBuildToolsPresent())
-            QSKIP("ca65, ld65 or make is not installed: the road through a build is skipped");
+        if (!BuildToolsPresent())
+            QSKIP(kNoBuildTools);
         BuiltStudio built;
         ui::MainFrame& frame = built.studio.frame;
-        QVERIFY(frame.Initialise());
-        frame.show();
-        QVERIFY(built.CreateAppliance("blinky", "KTR311"));
+        QVERIFY(built.Open("blinky", "KTR311", false));
         auto* editor = dynamic_cast<ui::SourceEditor*>(&frame.Sources()->Editor());
         QVERIFY(editor);
         QCOMPARE(editor->Documents().Tab(1).Path, std::string("main.asm"));

@@ -84,13 +84,11 @@ private slots:
     }
 
     void newApplianceBuildsWithTheToolOutputInThePaneAndStopsOnRequest() {
-        if (!StudioBuildToolsPresent())
-            QSKIP("ca65, ld65 or make is not installed: the end-to-end build is skipped");
+        if (!BuildToolsPresent())
+            QSKIP(kNoBuildTools);
         BuiltStudio built;
         ui::MainFrame& frame = built.studio.frame;
-        QVERIFY(frame.Initialise());
-        frame.show();
-        QVERIFY(built.CreateAppliance("blinky", "KTR311"));
+        QVERIFY(built.Open("blinky", "KTR311", false));
         QVERIFY(built.studio.dialogs.shown.contains("wizAppliance"));
         const std::string folder = built.ApplianceFolder("blinky");
         QVERIFY(platform::FileExists(folder + "blinky.apl"));

@@ -129,17 +129,12 @@ class TestInspectors : public QObject {
 
 private slots:
     void initTestCase() {
-        if (!StudioBuildToolsPresent())
-            QSKIP("ca65, ld65 or make is not installed: the inspectors' session is skipped");
+        if (!BuildToolsPresent())
+            QSKIP(kNoBuildTools);
         built_ = new BuiltStudio;
-        QVERIFY(Frame().Initialise());
-        Frame().resize(1400, 900);
-        Frame().show();
-        QVERIFY(QTest::qWaitForWindowExposed(&Frame()));
+        QVERIFY(built_->Open("inspect", "KTR311"));
         Frame().activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&Frame()));
-        QVERIFY(built_->CreateAppliance("inspect", "KTR311"));
-        Frame().Perform("mnuBuildUpdated");
         Frame().Perform("mnuDbgPower");
         QVERIFY(Frame().Frame().Powered());
         QCOMPARE(Prompts().Boxes().size(), std::size_t(0));

@@ -65,15 +65,10 @@ class TestPrototyper : public QObject {
 
 private slots:
     void initTestCase() {
-        if (!StudioBuildToolsPresent())
+        if (!BuildToolsPresent())
             return; // the slots that need a running target skip
         built_ = new BuiltStudio;
-        QVERIFY(Frame().Initialise());
-        Frame().resize(1400, 900);
-        Frame().show();
-        QVERIFY(QTest::qWaitForWindowExposed(&Frame()));
-        QVERIFY(built_->CreateAppliance("panel", "KTR310"));
-        Frame().Perform("mnuBuildUpdated");
+        QVERIFY(built_->Open("panel", "KTR310"));
         Frame().Perform("mnuDbgPower");
         QVERIFY(Frame().Frame().Powered());
         Frame().Perform("mnuDbgRun");

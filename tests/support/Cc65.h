@@ -1,21 +1,43 @@
 #pragma once
-// Builds real ld65 debug files for the tests: assembles sources with ca65 -g and links them
-// with ld65 --dbgfile, in a test's temporary folder. The tests that need it skip, saying so,
-// on a machine without cc65.
+// The real tools at test time: small 65C02 programs assembled with ca65 and ld65, so that a
+// test's target program stands in the test as source, and ld65 debug files of a banked program.
+// The tools are looked up on PATH; a test that needs them skips, saying so, when ca65, ld65 or
+// make is absent (SKIP_WITHOUT_BUILD_TOOLS).
 
 #include "support/TempFolder.h"
 
+#include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace bx::test {
 
-// True when both ca65 and ld65 can be started.
-bool Cc65Available();
+// Runs a shell command; returns its exit status and fills output with what it wrote to
+// standard output and standard error.
+int RunCommand(const std::string& command, std::string& output);
+// The text in single quotes, for a POSIX shell.
+std::string ShellQuoted(const std::string& text);
 
-// The message a test skips with when Cc65Available() is false.
-inline constexpr const char* kNoCc65 =
-    "ca65/ld65 (cc65) are not installed: the tests on real debug files need them";
+// True when ca65, ld65 and make can all be started.
+bool BuildToolsPresent();
+
+// The message a test skips with when the tools are absent.
+inline constexpr const char* kNoBuildTools =
+    "ca65, ld65 or make is not installed: this test needs the real tools";
+
+struct Assembled {
+    bool Ok = false;
+    std::string Log;            // the tools' output when something failed
+    std::vector<uint8_t> Image; // the linked output file
+    // Every label of the program (ld65's label file), without the leading ".".
+    std::map<std::string, uint32_t> Labels;
+};
+
+// Writes source as "prog.s" into folder, assembles it with ca65 (the folder of ktr.inc on the
+// include path) and links it with the given ld65 configuration file.
+Assembled Assemble(const TempFolder& folder, const std::string& source,
+                   const std::string& configPath, const std::string& includeFolder);
 
 // The ld65 configuration of the studio's ROM layout (bank mode 0): the 32 KB unbanked area
 // $8000-$FFFF at file offset 0, then banks 0 to 3, each linked at the window $4000-$7FFF and
@@ -50,3 +72,7 @@ std::vector<std::string> WriteBankedProgram(const TempFolder& folder);
 Cc65Build BuildBankedProgram(const TempFolder& folder);
 
 } // namespace bx::test
+
+#define SKIP_WITHOUT_BUILD_TOOLS()                                                                 \
+    if (!::bx::test::BuildToolsPresent())                                                          \
+    GTEST_SKIP() << ::bx::test::kNoBuildTools

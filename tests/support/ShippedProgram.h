@@ -5,6 +5,7 @@
 
 #include "platform/FileSystem.h"
 #include "platform/ProgramFolder.h"
+#include "support/Cc65.h"
 #include "support/CliRunner.h"
 #include "support/TempFolder.h"
 
@@ -69,8 +70,3 @@ public:
 };
 
 } // namespace bx::test
-
-// Skips a test that builds the shipped templates where the tools are missing, saying so.
-#define REQUIRE_BUILD_TOOLS()                                                                      \
-    if (std::system("(command -v ca65 && command -v ld65 && command -v make) >/dev/null 2>&1"))    \
-    GTEST_SKIP() << "ca65, ld65 or make is not installed; the shipped templates can't be built"
