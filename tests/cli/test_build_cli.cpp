@@ -1,18 +1,11 @@
-// "tessarine-cli new" and "tessarine-cli build": a body's template in a program folder made by
-// the test, the wizard and the save behind "new", a real build behind "build" (skipped without
-// ca65, ld65 and make), and the messages and exit statuses of the failures.
-#include "appliance/Appliance.h"
-#include "cli/CliMain.h"
+// "tessarine-cli new" and "tessarine-cli build" on a copy of the shipped program folder: the
+// texts of new, build and clean, a tool stopped by the time limit or a signal, and the messages
+// and exit statuses of the failures. The builds of every body in both modes are the shipped
+// data's own tests.
 #include "platform/FileSystem.h"
-#include "platform/Paths.h"
-#include "platform/ProgramFolder.h"
-#include "settings/GlobalSettings.h"
-#include "support/CliRunner.h"
-#include "support/TempFolder.h"
-#include "support/TestDoubles.h"
+#include "support/ShippedProgram.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <regex>
@@ -20,72 +13,26 @@
 namespace bx::cli {
 namespace {
 
-const char* kSettings =
-    R"(<GlobalSettings Version="v 00.00.001"><MCU Family="KTR">)"
-    R"(<Body Model="KTR310" TemplateDir="KTR310" TemplateFile="KTR310.tpl" IceEmuNo="7")"
-    R"( HasWDT="Yes" BootVect="$FFFC" ProgramStart="$8000" OptionsDef="$00" BankCount="0">)"
-    R"(<OPClock Rate="4 MHz" RateParam="2" Dual="False"/></Body>)"
-    R"(</MCU><External><ExtEditor Command="" InUse="False"/>)"
-    R"(<ExtBuilder Command="%AppPath%\builder.sh" InUse="False"/>)"
-    R"(<ExtDebugger Driver="" InUse="False"/></External></GlobalSettings>)";
-
-const char* kLinkerConfig = "MEMORY { ROM: start = $8000, size = $8000, fill = yes, file = %O; }\n"
-                            "SEGMENTS { CODE: load = ROM, type = ro;\n"
-                            "           VECTORS: load = ROM, type = ro, start = $FFFA; }\n";
-
-const char* kProgram = ".segment \"CODE\"\nreset: jmp reset\n"
-                       ".segment \"VECTORS\"\n.word reset, reset, reset\n";
-
 using test::CliResult;
 using test::RunCli;
 
-bool HaveTools() {
-    return std::system("command -v ca65 >/dev/null 2>&1 && command -v ld65 >/dev/null 2>&1 && "
-                       "command -v make >/dev/null 2>&1") == 0;
-}
-
+// The shipped program folder and templates, in a copy the tests may change.
 class BuildCliTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        program.WriteFile("BX.gss", kSettings);
-        program.WriteFile("Templates/Sarnova/KTR310/main.asm", kProgram);
-        program.WriteFile("Templates/Sarnova/KTR310/rom.cfg", kLinkerConfig);
-        // The template appliance: ca65 then ld65 with the debug file named after the title.
-        test::ScriptedPrompter quiet;
-        GlobalSettings settings(quiet);
-        ASSERT_TRUE(settings.LoadXml(kSettings));
-        Appliance tpl;
-        tpl.Settings = &settings;
-        tpl.Title = tpl.Model = tpl.ModelParam = "KTR310";
-        tpl.Family = "KTR";
-        tpl.OPClock = "4 MHz";
-        tpl.Folder = program.Sub("Templates\\Sarnova\\KTR310\\");
-        tpl.BuildAssociations().Add("asm", "ca65 -g %i -o %o", "o");
-        tpl.BuildAssociations().Add("o", "ld65 -C rom.cfg --dbgfile %n.sym -o %o %i", "rom");
-        tpl.BuildAssociations().Add("rom", "00:8000", "");
-        tpl.RunTarget()->Make = "make %o";
-        tpl.Save(true);
-        std::filesystem::rename(program.Native() / "Templates/Sarnova/KTR310/KTR310.apl",
-                                program.Native() / "Templates/Sarnova/KTR310/KTR310.tpl");
-    }
+    std::string Dir(const std::string& name) const { return shipped.Dir(name); }
+    std::string Apl(const std::string& name) const { return shipped.Apl(name); }
 
-    std::string Dir(const std::string& name) const { return (work.Native() / name).string(); }
-    std::string Apl(const std::string& name) const { return Dir(name) + "/" + name + ".apl"; }
-
-    test::TempFolder program;
-    platform::ScopedProgramFolder useProgram{program.Path()};
-    test::TempFolder work;
+    test::ShippedAppliances shipped;
+    test::TempFolder& program = shipped.program;
+    test::TempFolder& work = shipped.work;
 };
 
 TEST_F(BuildCliTest, NewThenBuildGivesTheRomAndTheDebugFileAndCleanAsksFirst) {
-    if (!HaveTools())
-        GTEST_SKIP() << "ca65, ld65 or make is not installed; the real build can't run";
+    SKIP_WITHOUT_BUILD_TOOLS();
     auto made = RunCli({"new", "--body", "KTR310", "--name", "demo", "--dir", Dir("demo")});
     EXPECT_EQ(made.status, 0) << made.err;
     EXPECT_EQ(made.out, "Appliance created.\nwrote " + Apl("demo") + "\n");
     EXPECT_EQ(made.err, "");
-    EXPECT_EQ(platform::ListFolder(work.Sub("demo")),
-              (std::vector<std::string>{"demo.apl", "main.asm", "rom.cfg"}));
     auto result = RunCli({"build", Apl("demo")});
     EXPECT_EQ(result.status, 0) << result.out << result.err;
     EXPECT_EQ(
@@ -93,7 +40,7 @@ TEST_F(BuildCliTest, NewThenBuildGivesTheRomAndTheDebugFileAndCleanAsksFirst) {
         0u)
         << result.out;
     EXPECT_TRUE(result.out.ends_with("Build completed.\n"));
-    EXPECT_EQ(platform::FileSize(work.Sub("demo\\demo.rom")).value_or(0), 32768u);
+    EXPECT_EQ(platform::FileSize(work.Sub("demo\\demo.rom")).value_or(0), 0x8000u + 4 * 0x4000);
     EXPECT_TRUE(platform::FileExists(work.Sub("demo\\demo.sym")));
 
     // Clean-up with --yes deletes the products; without it the question is answered No.
@@ -105,18 +52,10 @@ TEST_F(BuildCliTest, NewThenBuildGivesTheRomAndTheDebugFileAndCleanAsksFirst) {
     auto cleaned = RunCli({"build", Apl("demo"), "--clean", "--yes"});
     EXPECT_EQ(cleaned.out, "Cleaned up intermediate files.\n");
     EXPECT_FALSE(platform::FileExists(work.Sub("demo\\demo.rom")));
-
-    // A syntax error comes back as the tool's line, and the build fails.
-    work.WriteFile("demo/main.asm", "reset: jmp reset\n  bogus x\n");
-    auto bad = RunCli({"build", Apl("demo"), "--rebuild", "--yes"});
-    EXPECT_EQ(bad.status, 1);
-    EXPECT_NE(bad.out.find("\nmain.asm(2): Error: "), std::string::npos) << bad.out;
-    EXPECT_TRUE(bad.out.ends_with("Build failed.\n"));
 }
 
 TEST_F(BuildCliTest, HangingToolIsStoppedByTheTimeLimitOrASignalAndLeavesNothingBehind) {
-    ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "hang", "--dir", Dir("hang")}).status,
-              0);
+    shipped.New("KTR310", "hang");
     const std::string apl = work.ReadFile("hang/hang.apl");
     const std::tuple<std::string, std::vector<std::string>, int, std::string> rows[] = {
         {"sh -c &quot;echo waiting; sleep 30&quot;",
@@ -142,24 +81,9 @@ TEST_F(BuildCliTest, HangingToolIsStoppedByTheTimeLimitOrASignalAndLeavesNothing
     }
 }
 
-TEST_F(BuildCliTest, ExternalBuildRunsTheSettingsBuilderWithItsCommandLine) {
-    const std::string builder = program.WriteFile(
-        "builder.sh", "#!/bin/sh\necho \"builder got $*\"\n: > ext.rom\nexit 0\n");
-    std::filesystem::permissions(platform::ToNativePath(builder),
-                                 std::filesystem::perms::owner_all);
-    ASSERT_EQ(RunCli({"new", "--body", "KTR310", "--name", "ext", "--dir", Dir("ext")}).status, 0);
-    auto result = RunCli({"build", Apl("ext"), "--external"});
-    EXPECT_EQ(result.status, 0) << result.out << result.err;
-    EXPECT_NE(result.out.find("builder got -D " + Dir("ext") + "// -N ext -O ext.rom -T " +
-                              program.Native().string() + "// -MB KTR310 -MP 0 -MS -M2 main.asm"),
-              std::string::npos)
-        << result.out;
-    EXPECT_FALSE(platform::FileExists(work.Sub("ext\\Makefile")));
-}
-
 TEST_F(BuildCliTest, BadInputGivesAClearMessageAndANonZeroExit) {
     std::filesystem::create_directory(work.Native() / "taken");
-    program.WriteFile("old.gss", std::regex_replace(std::string(kSettings),
+    program.WriteFile("old.gss", std::regex_replace(program.ReadFile("BX.gss"),
                                                     std::regex("v 00.00.001"), "v 09.09.009"));
     const std::tuple<std::vector<std::string>, int, std::string> rows[] = {
         {{"new", "--body", "KTR310", "--name", "taken", "--dir", Dir("taken")},
