@@ -346,30 +346,5 @@ TEST_F(ApplianceFileTest, SetsRecordTheFrameSizeAndTheCurrentDesktopItsLiveWindo
     EXPECT_EQ(debug->Windows.Item("frmWatch")->Width, "300.5") << "the model follows the save";
 }
 
-TEST(ApplianceRules, DefaultBuildCommandAndOutputPathFollowTheAssociations) {
-    Appliance appliance;
-    appliance.BuildAssociations().Add("asm", "ca65 %i", "obj");
-    appliance.BuildAssociations().Add("b.asm", "special", "o");
-    appliance.BuildAssociations().Add("lnk", "ld65 %i", "rom");
-    appliance.BuildAssociations().Add("inc", "", "");
-    appliance.RunTarget()->OutputPath = "out\\demo.ROM";
-    const struct {
-        const char *file, *command, *output;
-    } rows[] = {
-        {"main.asm", "ca65 %i", "main.obj"},
-        {"a.b.asm", "special", "a.o"}, // the command looks behind the first dot of the text
-        {"src\\main.asm", "ca65 %i", "main.obj"},
-        {"src\\demo.lnk", "ld65 %i", "out\\demo.ROM"}, // makes what the final step makes
-        {"defs.inc", "", ""},
-        {"my.dir\\noext", "", ""},
-        {"noext", "", ""},
-        {"x.c", "", ""},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(appliance.DefaultBuildCommand(row.file), row.command) << row.file;
-        EXPECT_EQ(appliance.DefaultOutputPath(row.file), row.output) << row.file;
-    }
-}
-
 } // namespace
 } // namespace bx

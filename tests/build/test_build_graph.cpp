@@ -187,14 +187,18 @@ TEST(BuildGraph, DefaultStepsOfASourceFileAndWhatAddingOneDoes) {
     appliance.BuildAssociations().Add("tar.gz", "unpack %i", "bin");
     appliance.BuildAssociations().Add("asm", "ca65 %i", "obj");
     appliance.BuildAssociations().Add("obj", "ld65 %i", "rom");
+    appliance.BuildAssociations().Add("inc", "", "");
     // Everything behind the first dot of the name is the kind of file: the command counts the
     // folder's dots, the product doesn't; the final step's kind of file makes the run target.
     const std::tuple<const char*, const char*, const char*> rows[] = {
         {"x.tar.gz", "unpack %i", "x.bin"},
         {"C:\\my.dir\\a.asm", "", "a.obj"},
+        {"src\\main.asm", "ca65 %i", "main.obj"},
         {"asm", "", ""},
         {"b.obj", "ld65 %i", "demo.rom"},
-        {"src\\unknown", "", ""}};
+        {"defs.inc", "", ""},
+        {"src\\unknown", "", ""},
+        {"x.c", "", ""}};
     for (const auto& [file, command, output] : rows) {
         EXPECT_EQ(appliance.DefaultBuildCommand(file), command) << file;
         EXPECT_EQ(appliance.DefaultOutputPath(file), output) << file;

@@ -38,12 +38,11 @@ public:
     explicit RecordingHost(Appliance& appliance) : appliance_(appliance) {}
     Facade* RequestFacade() override { return &panel; }
     std::shared_ptr<View> RequestActiveView() override { return appliance_.Views().First(); }
-    void RequestBuild() override { ++builds; }
+    void RequestBuild() override {}
     void BreakHit(int32_t, int32_t address, int32_t cond) override {
         stops.push_back({address, cond});
     }
     sim::DevicePanel panel;
-    int builds = 0;
     std::vector<std::pair<int32_t, int32_t>> stops; // address, Cond
 
 private:
@@ -177,37 +176,6 @@ TEST_P(ShippedDebugTest, RunsToALineStepsStepsOverStopsOnAWriteResetsAndKeepsIts
     monitor.Continue();
     ASSERT_TRUE(WaitForStop());
     EXPECT_EQ(ShownLine(), mainLine);
-}
-
-TEST_P(ShippedDebugTest, AStaleRomAsksForARebuildAndAMissingRomTakesTheRebuildExit) {
-    BuildAndOpen();
-    // A source saved after the build: the question comes; No debugs the old image anyway.
-    const auto source = shipped.work.Native() / "app" / "main.asm";
-    std::filesystem::last_write_time(source, std::filesystem::last_write_time(source) +
-                                                 std::chrono::seconds(30));
-    prompts.Answer(AnswerNo);
-    EXPECT_TRUE(monitor.PowerOn());
-    ASSERT_EQ(prompts.Boxes().size(), 1u);
-    EXPECT_EQ(prompts.Boxes()[0].title + ": " + prompts.Boxes()[0].text,
-              "Power On: ROM image is older than at least one of the source files.\r\nDo you "
-              "wish to rebuild the appliance?");
-    EXPECT_EQ(prompts.Boxes()[0].buttons, Buttons::YesNo);
-    EXPECT_EQ(host.builds, 0);
-    // Yes asks the host for a build and powers nothing on.
-    prompts.Answer(AnswerYes);
-    EXPECT_FALSE(monitor.PowerOn());
-    EXPECT_EQ(host.builds, 1);
-    EXPECT_FALSE(monitor.PollingResetKey());
-
-    // No ROM image at all.
-    ASSERT_TRUE(platform::DeleteFile(shipped.Sub("app", "app.rom")));
-    prompts.Answer(AnswerYes);
-    EXPECT_FALSE(monitor.PowerOn());
-    EXPECT_EQ(prompts.Boxes().back().text,
-              "Cannot load ROM image.\r\nDo you wish to rebuild the appliance?");
-    EXPECT_EQ(prompts.Boxes().back().icon, Icon::Exclamation);
-    EXPECT_EQ(host.builds, 2);
-    EXPECT_EQ(prompts.UnscriptedBoxes(), 0);
 }
 
 TEST_P(ShippedDebugTest, StepsIntoABankAndShowsTheBankedSourceLine) {
