@@ -14,6 +14,10 @@ struct Body {
     const char* model;
     int banks;
 };
+// A failing test and ctest's list name the body, not the parameter's bytes.
+void PrintTo(const Body& body, std::ostream* out) {
+    *out << body.model;
+}
 
 class ShippedBuildTest : public ::testing::TestWithParam<Body> {
 protected:

@@ -31,6 +31,10 @@ struct Body {
     const char* model;
     int32_t bankWindow; // where the bank window starts
 };
+// A failing test and ctest's list name the body, not the parameter's bytes.
+void PrintTo(const Body& body, std::ostream* out) {
+    *out << body.model;
+}
 
 // The host of a test: the device panel as the prototyper, and what the monitor raised.
 class RecordingHost : public DebugMonitorHost {
