@@ -14,6 +14,7 @@
 #include "sim/DevicePanel.h"
 #include "sim/KtrEmulator.h"
 #include "sim/SimTargetFactory.h"
+#include "support/RecordingHost.h"
 #include "support/ShippedProgram.h"
 #include "support/TestDoubles.h"
 #include "symbols/Ld65SymbolLibrary.h"
@@ -36,23 +37,6 @@ void PrintTo(const Body& body, std::ostream* out) {
     *out << body.model;
 }
 
-// The host of a test: the device panel as the prototyper, and what the monitor raised.
-class RecordingHost : public DebugMonitorHost {
-public:
-    explicit RecordingHost(Appliance& appliance) : appliance_(appliance) {}
-    Facade* RequestFacade() override { return &panel; }
-    std::shared_ptr<View> RequestActiveView() override { return appliance_.Views().First(); }
-    void RequestBuild() override {}
-    void BreakHit(int32_t, int32_t address, int32_t cond) override {
-        stops.push_back({address, cond});
-    }
-    sim::DevicePanel panel;
-    std::vector<std::pair<int32_t, int32_t>> stops; // address, Cond
-
-private:
-    Appliance& appliance_;
-};
-
 class ShippedDebugTest : public ::testing::TestWithParam<Body> {
 protected:
     void SetUp() override {
@@ -66,6 +50,8 @@ protected:
         ASSERT_TRUE(settings.Load(shipped.program.Sub("BX.gss")));
         appliance.Settings = &settings;
         ASSERT_TRUE(appliance.Load(platform::FromNativePath(apl)));
+        host.FacadeToGive = &panel;
+        host.ViewToGive = appliance.Views().First();
         monitor.SetAppliance(&appliance);
     }
     int32_t MainView() {
@@ -81,8 +67,8 @@ protected:
     }
     // Runs the posted work until the host heard one more stop.
     bool WaitForStop() {
-        const std::size_t seen = host.stops.size();
-        return dispatcher.RunUntil([&] { return host.stops.size() > seen; },
+        const std::size_t seen = host.Stops.size();
+        return dispatcher.RunUntil([&] { return host.Stops.size() > seen; },
                                    std::chrono::seconds(10));
     }
     // The line the debugger shows the program counter at, in the current view.
@@ -103,7 +89,9 @@ protected:
     DebugInspectors inspectors;
     GlobalSettings settings{prompts};
     Appliance appliance;
-    RecordingHost host{appliance};
+    // The device panel stands in for the prototyper's surface.
+    sim::DevicePanel panel;
+    test::RecordingHost host{prompts};
     DebugMonitor monitor{targets, prompts, status, diagnoser, host, inspectors, false};
 };
 
@@ -127,7 +115,8 @@ TEST_P(ShippedDebugTest, RunsToALineStepsStepsOverStopsOnAWriteResetsAndKeepsIts
     monitor.Continue();
     ASSERT_TRUE(WaitForStop());
     EXPECT_FALSE(monitor.Running());
-    EXPECT_EQ(host.stops.back(), std::pair(mainAddress & 0xFFFF, 1));
+    EXPECT_EQ(host.Stops.back().Address, mainAddress & 0xFFFF);
+    EXPECT_EQ(host.Stops.back().Cond, 1);
     EXPECT_EQ(ShownLine(), mainLine);
     EXPECT_EQ(monitor.Disassembly().PC(), mainAddress);
     EXPECT_EQ(monitor.CurrentEmulator()->GetCpuState()->S, 0xFF) << "set before the main loop";
@@ -155,7 +144,7 @@ TEST_P(ShippedDebugTest, RunsToALineStepsStepsOverStopsOnAWriteResetsAndKeepsIts
     ASSERT_EQ(monitor.ToggleBreak(view, mainLine), ToggleOutcome::Cleared);
     monitor.Continue();
     ASSERT_TRUE(WaitForStop());
-    EXPECT_EQ(host.stops.back().second, 4);
+    EXPECT_EQ(host.Stops.back().Cond, 4);
     ASSERT_FALSE(prompts.Boxes().empty());
     EXPECT_EQ(prompts.Boxes().back().title + ": " + prompts.Boxes().back().text,
               "Breakpoint Hit: A breakpoint is hit because of a WRITE operation in the previous "
@@ -241,7 +230,7 @@ TEST_P(ShippedDebugTest, TheStarterProgramStepsTheLedsByTheTimerAndSoundsAToneWh
     for (int stop = 0; stop < 9; ++stop) {
         monitor.Continue();
         ASSERT_TRUE(WaitForStop());
-        shown.push_back(host.panel.LitLeds().value_or(0xEE));
+        shown.push_back(panel.LitLeds().value_or(0xEE));
         at.push_back(Emu().Cycles());
     }
     for (std::size_t i = 1; i < at.size(); ++i)
@@ -258,18 +247,18 @@ TEST_P(ShippedDebugTest, TheStarterProgramStepsTheLedsByTheTimerAndSoundsAToneWh
         for (int ms = 0; Emu().Cycles() < target && ms < 20'000; ++ms)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         EXPECT_TRUE(monitor.Break());
-        host.panel.TakeSpeakerSamples(samples = {});
+        panel.TakeSpeakerSamples(samples = {});
         return std::pair(std::count(samples.begin(), samples.end(), (0xC0 - 128) * 256),
                          std::count(samples.begin(), samples.end(), (0x40 - 128) * 256));
     };
     using Levels = std::pair<std::ptrdiff_t, std::ptrdiff_t>;
     EXPECT_EQ(run(200'000), Levels(0, 0)) << "no key held, no tone";
     EXPECT_EQ(samples.empty() ? -1 : samples.back(), 0) << "the speaker rests at the mid level";
-    ASSERT_TRUE(host.panel.PressKey(2, 1));
+    ASSERT_TRUE(panel.PressKey(2, 1));
     const auto [high, low] = run(200'000); // about 2 kHz: both levels many times in the 50 ms
     EXPECT_GT(high, 200);
     EXPECT_GT(low, 200);
-    ASSERT_TRUE(host.panel.ReleaseKey(2, 1));
+    ASSERT_TRUE(panel.ReleaseKey(2, 1));
     run(50'000);
     EXPECT_EQ(run(100'000), Levels(0, 0)) << "the tone ends with the key";
 }

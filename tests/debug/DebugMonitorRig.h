@@ -9,6 +9,7 @@
 #include "foundation/Diagnoser.h"
 #include "platform/Paths.h"
 #include "support/FakeDebugTargets.h"
+#include "support/RecordingHost.h"
 #include "support/TempFolder.h"
 #include "support/TestDoubles.h"
 #include "support/TraceLog.h"
@@ -23,36 +24,6 @@
 #include <vector>
 
 namespace bx::test {
-
-// The host's events, with the number of message boxes shown before each BreakHit so that a
-// test can tell the event came after the stop's message.
-class RecordingHost : public DebugMonitorHost {
-public:
-    struct Stop {
-        int32_t Bank, Address, Cond;
-        std::size_t BoxesBefore;
-        bool operator==(const Stop&) const = default;
-    };
-
-    explicit RecordingHost(const ScriptedPrompter& prompter) : prompter_(prompter) {}
-
-    Facade* RequestFacade() override { return FacadeToGive; }
-    std::shared_ptr<View> RequestActiveView() override { return ViewToGive; }
-    void RequestBuild() override { ++Builds; }
-    void BreakHit(int32_t bank, int32_t address, int32_t cond) override {
-        Stops.push_back({bank, address, cond, prompter_.Boxes().size()});
-    }
-    void DoReset() override { ++Resets; }
-
-    Facade* FacadeToGive = nullptr;
-    std::shared_ptr<View> ViewToGive;
-    int Builds = 0;
-    int Resets = 0;
-    std::vector<Stop> Stops;
-
-private:
-    const ScriptedPrompter& prompter_;
-};
 
 // Records what the monitor hands the inspectors and asks of them. Each call is also written
 // into the call log of the current fake Emulator ("Inspectors ReloadRegisters"), so that a

@@ -102,6 +102,11 @@ public:
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         return Emu->Cycles() >= target;
     }
+    // Run for at least cycles, then stop: for a program that is not meant to stop by itself.
+    bool RunFor(uint64_t cycles) {
+        Emu->Run();
+        return Advance(cycles) && Emu->Stop();
+    }
 
     platform::QueueDispatcher Dispatcher;
     std::unique_ptr<KtrEmulator> Emu;

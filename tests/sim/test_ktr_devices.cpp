@@ -198,8 +198,7 @@ wait:   lda IFR
     std::vector<int16_t> samples;
     speaker.TakeSamples(samples);
     board.Emu->SetUnthrottled(true);
-    board.Emu->Run();
-    ASSERT_TRUE(board.Advance(50'000) && board.Emu->Stop());
+    ASSERT_TRUE(board.RunFor(50'000));
     speaker.TakeSamples(samples = {});
     ASSERT_GT(samples.size(), 2000u);
     const auto high = std::count(samples.begin(), samples.end(), 0x40 * 256);

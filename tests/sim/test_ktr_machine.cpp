@@ -273,8 +273,7 @@ irq:    put IRQ_TIMEBASE, IFR
 )"));
         board.Emu->SetUnthrottled(true);
         if (!dualClock) { // no sub-clock: TBCTL can't be enabled, no tick ever comes
-            board.Emu->Run();
-            ASSERT_TRUE(board.Advance(400'000) && board.Emu->Stop());
+            ASSERT_TRUE(board.RunFor(400'000));
             EXPECT_EQ(board.Peek(0x0200) * 256 + board.Peek(0x0202), 0);
             continue;
         }
@@ -311,8 +310,7 @@ again:  stz SYSSTAT      ; a 0 in bit 7 leaves the flag, a 1 clears it
         board.Poke(0x0200, {0, 0, 200});
         board.Emu->SetUnthrottled(true);
         if (!option) {
-            board.Emu->Run();
-            ASSERT_TRUE(board.Advance(200'000) && board.Emu->Stop());
+            ASSERT_TRUE(board.RunFor(200'000));
             EXPECT_EQ(board.Peek(0x0200) * 256 + board.Peek(0x0201), 0x0100) << "one start";
             continue;
         }
