@@ -265,9 +265,11 @@ private:
     void RefreshSfrView();
     void SetFlagEvent();
 
-    uint8_t SlowRead(uint16_t a, uint64_t cycle);
-    void SlowWrite(uint16_t a, uint8_t v, uint64_t cycle);
-    bool ExecuteSlow(uint16_t pc);
+    // The paths out of the CPU's inline accesses are cold: GCC then lays the run loop out for
+    // the inline paths and keeps more of the CPU's registers in machine registers.
+    [[gnu::cold, gnu::noinline]] uint8_t SlowRead(uint16_t a, uint64_t cycle);
+    [[gnu::cold, gnu::noinline]] void SlowWrite(uint16_t a, uint8_t v, uint64_t cycle);
+    [[gnu::cold, gnu::noinline]] bool ExecuteSlow(uint16_t pc);
     void Hit(StopCause cause);
 
     uint8_t SfrRead(uint16_t address, uint64_t cycle, bool sideEffects);
@@ -293,7 +295,7 @@ private:
         if (drive.Needed.load(std::memory_order_relaxed) | keyWatch_) [[unlikely]]
             PortLatchWritten(port, changed);
     }
-    void PortLatchWritten(int port, bool changed);
+    [[gnu::cold, gnu::noinline]] void PortLatchWritten(int port, bool changed);
     // A port's changed drive that a listener wants at once; it may answer on any input.
     void PortDelivered(int port);
     void KeyEdgesChanged();
