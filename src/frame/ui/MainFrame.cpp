@@ -676,6 +676,7 @@ bool MainFrame::ApplyDesktop(const std::string& name) {
         child->showNormal();
         child->setGeometry(where->Rect.Left, where->Rect.Top, where->Rect.Width,
                            where->Rect.Height);
+        placed_.insert(child);
         child->show();
     }
     placing_ = false;
@@ -702,12 +703,34 @@ void MainFrame::RecordShownDesktop() {
     RecordDesktop(*record, shown);
 }
 
+void MainFrame::PlaceUnsizedChild(QMdiSubWindow& window) {
+    const QSize client = mdiArea_->viewport()->size();
+    const std::vector<PlacedWindow> placed =
+        PlaceDesktop(*DefaultDesktop(commands_->CurrentDesktop()), client.width(), client.height());
+    const auto where = std::find_if(placed.begin(), placed.end(), [&](const PlacedWindow& p) {
+        return p.Name == window.objectName().toStdString();
+    });
+    if (where != placed.end())
+        window.setGeometry(where->Rect.Left, where->Rect.Top, where->Rect.Width,
+                           where->Rect.Height);
+    else
+        window.setGeometry(client.width() / 6, client.height() / 6, client.width() * 2 / 3,
+                           client.height() * 2 / 3);
+    placed_.insert(&window);
+}
+
 bool MainFrame::eventFilter(QObject* watched, QEvent* event) {
     // What a person arranges stays in the desktop's record: moving, sizing, closing a window.
     switch (event->type()) {
+    case QEvent::Show:
+        if (auto* window = qobject_cast<QMdiSubWindow*>(watched)) {
+            if (!placed_.contains(window))
+                PlaceUnsizedChild(*window);
+            RecordShownDesktop();
+        }
+        break;
     case QEvent::Move:
     case QEvent::Resize:
-    case QEvent::Show:
     case QEvent::Hide:
         if (qobject_cast<QMdiSubWindow*>(watched))
             RecordShownDesktop();

@@ -13,10 +13,12 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 
 class QAction;
 class QLabel;
 class QMdiArea;
+class QMdiSubWindow;
 class QMenu;
 class QToolBar;
 
@@ -128,6 +130,9 @@ private:
     void OpenGuide();
     // Keeps where the windows of the desktop shown now stand, in its record.
     void RecordShownDesktop();
+    // A child shown before any layout sized it (a new source with no appliance open) takes its
+    // place on the current desktop's default layout, or the middle of the client area.
+    void PlaceUnsizedChild(QMdiSubWindow& window);
     void ConnectDebugger();
     // The register, watch and memory windows in their children, and what their edits start.
     void PlugInspectors();
@@ -170,6 +175,8 @@ private:
     std::string shownDesktop_;
     const Appliance* shownAppliance_ = nullptr;
     bool placing_ = false;
+    // The children a layout has placed once; the others have only Qt's size.
+    std::set<const QMdiSubWindow*> placed_;
     // A build's tool runs (the frame lets events run meanwhile), and whether Stop was asked.
     bool building_ = false;
     bool stopBuild_ = false;

@@ -2,6 +2,7 @@
 // mirroring the command state, and a whole road: New through the wizard, Build, and the tool's
 // verdict in the message pane.
 #include "build/ui/MessageWindow.h"
+#include "frame/DesktopLayout.h"
 #include "frame/ProductInfo.h"
 #include "frame/ui/ChildWindow.h"
 #include "frame/ui/MainFrame.h"
@@ -9,6 +10,7 @@
 #include "platform/Diagnostics.h"
 #include "support/StudioRig.h"
 
+#include <QMdiArea>
 #include <QPlainTextEdit>
 #include <QTimer>
 #include <QToolBar>
@@ -81,6 +83,29 @@ private slots:
         }
         QVERIFY(frame.ButtonAction("Power")->isChecked());
         QVERIFY(frame.ExtenderToolBar()->actions().isEmpty());
+    }
+
+    // A window that no appliance's layout has placed yet opens where its desktop's default puts
+    // it, not at the few pixels Qt gives a hidden child.
+    void aNewSourceWithNoApplianceOpensAtItsDefaultPlace() {
+        test::TempFolder program;
+        MakeProgramFolder(program);
+        Studio studio(program.Path(), program.Path());
+        ui::MainFrame& frame = studio.frame;
+        QVERIFY(frame.Initialise());
+        frame.resize(1000, 700);
+        frame.show();
+        frame.Perform("mnuSrcNew");
+        const QSize client = frame.MdiArea()->viewport()->size();
+        const auto placed =
+            PlaceDesktop(*DefaultDesktop("Source"), client.width(), client.height());
+        const auto& want = *std::find_if(placed.begin(), placed.end(), [](const PlacedWindow& p) {
+            return p.Name == "frmSource";
+        });
+        QVERIFY(frame.Child("frmSource")->isVisible());
+        QCOMPARE(frame.Child("frmSource")->geometry(),
+                 QRect(want.Rect.Left, want.Rect.Top, want.Rect.Width, want.Rect.Height));
+        QVERIFY(want.Rect.Width > client.width() / 2);
     }
 
     void newApplianceBuildsWithTheToolOutputInThePaneAndStopsOnRequest() {
