@@ -673,10 +673,10 @@ bool MainFrame::ApplyDesktop(const std::string& name) {
             child->hide();
             continue;
         }
+        placed_.insert(child);
         child->showNormal();
         child->setGeometry(where->Rect.Left, where->Rect.Top, where->Rect.Width,
                            where->Rect.Height);
-        placed_.insert(child);
         child->show();
     }
     placing_ = false;
