@@ -78,6 +78,13 @@ std::vector<PlacedWindow> PlaceDesktop(const Desktop& desktop, int32_t clientWid
     return placed;
 }
 
+const WindowRect* PlaceOf(const std::vector<PlacedWindow>& placed, const std::string& name) {
+    for (const PlacedWindow& window : placed)
+        if (window.Name == name)
+            return &window.Rect;
+    return nullptr;
+}
+
 void RecordDesktop(Desktop& desktop, const std::vector<PlacedWindow>& shown) {
     bx::Windows windows;
     for (const PlacedWindow& window : shown) {

@@ -29,6 +29,8 @@ std::shared_ptr<Desktop> DesktopRecord(Desktops& desktops, const std::string& na
 // Windows the record doesn't name are not shown on it.
 std::vector<PlacedWindow> PlaceDesktop(const Desktop& desktop, int32_t clientWidth,
                                        int32_t clientHeight);
+// The place placed gives the window of that name, or null where it names none.
+const WindowRect* PlaceOf(const std::vector<PlacedWindow>& placed, const std::string& name);
 // Keeps what a person arranged: the windows shown now, in pixels, replace the record's
 // windows (a window that was closed leaves the record; one newly shown joins it).
 void RecordDesktop(Desktop& desktop, const std::vector<PlacedWindow>& shown);

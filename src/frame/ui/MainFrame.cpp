@@ -667,16 +667,14 @@ bool MainFrame::ApplyDesktop(const std::string& name) {
     placing_ = true;
     const std::vector<PlacedWindow> placed = PlaceDesktop(*record, client.width(), client.height());
     for (const auto& [childName, child] : children_) {
-        const auto where = std::find_if(placed.begin(), placed.end(),
-                                        [&](const PlacedWindow& p) { return p.Name == childName; });
-        if (where == placed.end()) {
+        const WindowRect* place = PlaceOf(placed, childName);
+        if (place == nullptr) {
             child->hide();
             continue;
         }
         placed_.insert(child);
         child->showNormal();
-        child->setGeometry(where->Rect.Left, where->Rect.Top, where->Rect.Width,
-                           where->Rect.Height);
+        child->setGeometry(place->Left, place->Top, place->Width, place->Height);
         child->show();
     }
     placing_ = false;
@@ -707,12 +705,8 @@ void MainFrame::PlaceUnsizedChild(QMdiSubWindow& window) {
     const QSize client = mdiArea_->viewport()->size();
     const std::vector<PlacedWindow> placed =
         PlaceDesktop(*DefaultDesktop(commands_->CurrentDesktop()), client.width(), client.height());
-    const auto where = std::find_if(placed.begin(), placed.end(), [&](const PlacedWindow& p) {
-        return p.Name == window.objectName().toStdString();
-    });
-    if (where != placed.end())
-        window.setGeometry(where->Rect.Left, where->Rect.Top, where->Rect.Width,
-                           where->Rect.Height);
+    if (const WindowRect* place = PlaceOf(placed, window.objectName().toStdString()))
+        window.setGeometry(place->Left, place->Top, place->Width, place->Height);
     else
         window.setGeometry(client.width() / 6, client.height() / 6, client.width() * 2 / 3,
                            client.height() * 2 / 3);
